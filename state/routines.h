@@ -1,0 +1,31 @@
+// The kernels that exist per instruction set, and the table through which everything calls them.
+#pragma once
+
+#include <cstdint>
+
+#include "vela/primitives.h"
+
+namespace vela {
+
+struct BlockSpec;
+
+/// Transforms and quantizes the blocks of one MCU in place.
+using TransformMcu = void(BlockSpec* blocks);
+
+/// Codes one block into dst from bit *pBitPos on (veliEncodeHuffman8x8_Direct_JPEG_16s1u_C1).
+using EncodeBlock = int32_t(const int16_t* src, uint8_t* dst, int32_t* pBitPos, int16_t* pDcPred,
+                            const EncodeHuffmanSpec* dcTable, const EncodeHuffmanSpec* acTable);
+
+/// One instruction set's kernels. Set-up picks a table once and the state points at it; nothing
+/// else in the library knows which one it was.
+struct RoutineTable {
+    const char* name;
+    TransformMcu* transformMcu;
+    EncodeBlock* encodeBlock;
+    VelaConvertMcu* grey;
+    VelaConvertMcu* packed[3 /* BGR888, BGR555, BGR565 */][3 /* 4:4:4, 4:2:2, 4:2:0 */];
+    VelaConvertMcuPlanar* planar[3 /* 4:4:4, 4:2:2, 4:2:0 */];
+    VelaConvertMcuPlanar* semiPlanar[2 /* NV12, NV21 */];
+};
+
+} // namespace vela

@@ -1,0 +1,300 @@
+// The four calls: the parameter check, the life of a state, and failing callbacks.
+#include <cstring>
+#include <functional>
+
+#include <gtest/gtest.h>
+
+#include "support/host.h"
+
+namespace {
+
+using namespace test;
+
+struct Records {
+    uint8_t memory[4096] = {};
+    EncoderParams_JPEG params{75, 0, 1, 3, 1, 1, 0};
+    Picture_JPEG picture{};
+    Bitstream_JPEG stream{memory, sizeof memory, memory + 5, 3};
+    CallbackTable_JPEG callbacks;
+
+    explicit Records(const Host& host) : callbacks(host.callbacks()) { setFormat(0, 1, 3); }
+
+    void setFormat(uint32_t code, int32_t planes, int32_t components, int32_t step = 96) {
+        picture = {{memory, memory + 1024, memory + 1536},
+                   {},
+                   32,
+                   16,
+                   {step, step, step},
+                   {},
+                   planes,
+                   components,
+                   code};
+    }
+    void slice() {
+        params.bufferMode = ENC_BUFFER_SLICE;
+        params.sourceHandle = 1;
+    }
+};
+
+/// Status of EncoderInitAlloc_JPEG after a change to good records; releases whatever came of it.
+int32_t initAfter(const std::function<void(Records&)>& change) {
+    Host host;
+    Records records(host);
+    change(records);
+    auto* state = reinterpret_cast<EncoderState_JPEG*>(&records);
+    const int32_t status = EncoderInitAlloc_JPEG(&records.params, &records.picture, &records.stream,
+                                                 &records.callbacks, &state);
+    if (status == ENC_STATUS_BADARG || status == ENC_STATUS_NOTSUPPORTED) { // nothing was touched
+        EXPECT_EQ(state, nullptr);
+        EXPECT_EQ(records.stream.cursor,
+                  records.stream.start == nullptr ? records.memory + 5 : records.stream.start + 5);
+        EXPECT_EQ(records.stream.bitCount, 3u);
+        EXPECT_EQ(host.allocations, 0);
+    }
+    EXPECT_EQ(EncoderFree_JPEG(&state), ENC_STATUS_OK);
+    EXPECT_EQ(state, nullptr);
+    EXPECT_TRUE(host.faultless());
+    return status;
+}
+
+struct Case {
+    const char* what;
+    int32_t expected;
+    std::function<void(Records&)> change;
+};
+
+void expectAll(std::initializer_list<Case> cases) {
+    for (const Case& c : cases)
+        EXPECT_EQ(initAfter(c.change), c.expected) << c.what;
+}
+
+constexpr int32_t kOk = ENC_STATUS_OK;
+constexpr int32_t kBadArg = ENC_STATUS_BADARG;
+constexpr int32_t kNotSupported = ENC_STATUS_NOTSUPPORTED;
+
+TEST(ParameterCheck, Settings) {
+    expectAll({
+        {"nothing", kOk, [](Records&) {}},
+        {"quality 100", kOk, [](Records& r) { r.params.quality = 100; }},
+        {"quality 101", kBadArg, [](Records& r) { r.params.quality = 101; }},
+        {"quality -1", kBadArg, [](Records& r) { r.params.quality = 0xFFFFFFFF; }},
+        {"restart 65535", kOk, [](Records& r) { r.params.restartInterval = 65535; }},
+        {"restart 65536", kBadArg, [](Records& r) { r.params.restartInterval = 65536; }},
+        {"subsampling 2", kNotSupported, [](Records& r) { r.params.subsampling = 2; }},
+        {"subsampling 2 before mode", kNotSupported,
+         [](Records& r) { r.params.subsampling = 2, r.params.bufferMode = 2; }},
+        {"mode 2", kNotSupported, [](Records& r) { r.params.mode = 2; }},
+        {"quality before mode", kBadArg,
+         [](Records& r) { r.params.mode = 0, r.params.quality = 101; }},
+        {"buffer mode 2", kBadArg, [](Records& r) { r.params.bufferMode = 2; }},
+        {"no source handle", kBadArg, [](Records& r) { r.params.bufferMode = 0; }},
+        {"a source handle", kOk, [](Records& r) { r.slice(); }},
+        {"no flush context", kOk, [](Records& r) { r.params.flushContext = 0; }},
+    });
+}
+
+TEST(ParameterCheck, PictureAlone) {
+    expectAll({
+        {"height 0", kBadArg, [](Records& r) { r.picture.height = 0; }},
+        {"width -1", kBadArg, [](Records& r) { r.picture.width = -1; }},
+        {"height 65535", kOk, [](Records& r) { r.picture.height = 65535; }},
+        {"height 65536", kBadArg, [](Records& r) { r.picture.height = 65536; }},
+        {"width 65536", kBadArg, [](Records& r) { r.picture.width = 65536; }},
+        {"0 planes", kNotSupported, [](Records& r) { r.picture.planeCount = 0; }},
+        {"4 planes", kNotSupported, [](Records& r) { r.picture.planeCount = 4; }},
+        {"2 components", kNotSupported, [](Records& r) { r.picture.componentCount = 2; }},
+        {"2 planes of packed pixels", kBadArg, [](Records& r) { r.picture.planeCount = 2; }},
+        {"no plane", kBadArg, [](Records& r) { r.picture.plane[0] = nullptr; }},
+        {"step 0", kBadArg, [](Records& r) { r.picture.step[0] = 0; }},
+        {"bottom-up", kOk, [](Records& r) { r.picture.step[0] = -96; }},
+        {"format 10", kNotSupported, [](Records& r) { r.setFormat(10, 3, 3); }},
+        {"format 15", kNotSupported, [](Records& r) { r.setFormat(15, 1, 3); }},
+        {"format 0xFFFFFFFF", kNotSupported, [](Records& r) { r.setFormat(0xFFFFFFFF, 1, 3); }},
+        {"planes before format", kBadArg,
+         [](Records& r) { r.setFormat(10, 3, 3), r.picture.step[2] = 0; }},
+        {"planar, one plane", kBadArg, [](Records& r) { r.setFormat(11, 1, 3); }},
+        {"planar, bottom-up", kBadArg, [](Records& r) { r.setFormat(11, 3, 3, -96); }},
+        {"planar, no Cr", kBadArg,
+         [](Records& r) { r.setFormat(11, 3, 3), r.picture.plane[2] = nullptr; }},
+        {"NV12, one plane", kBadArg, [](Records& r) { r.setFormat(13, 1, 3); }},
+        {"NV12, no chroma step", kBadArg,
+         [](Records& r) { r.setFormat(13, 2, 3), r.picture.step[1] = 0; }},
+        {"NV12, third plane not looked at", kOk,
+         [](Records& r) { r.setFormat(13, 2, 3), r.picture.plane[2] = nullptr; }},
+        {"grey, 3 components", kBadArg, [](Records& r) { r.setFormat(12, 1, 3); }},
+        {"colour, 1 component", kBadArg, [](Records& r) { r.setFormat(13, 2, 1); }},
+        {"4:2:2 planes as 4:2:0", ENC_STATUS_ERR, [](Records& r) { r.setFormat(9, 3, 3); }},
+        {"NV21 as 4:4:4", ENC_STATUS_ERR,
+         [](Records& r) { r.setFormat(14, 2, 3), r.params.subsampling = 0; }},
+        {"grey as anything", kOk, [](Records& r) { r.setFormat(12, 1, 1); }},
+    });
+}
+
+TEST(ParameterCheck, SliceSource) {
+    const auto steps = [](Records& r, int32_t y, int32_t cb, int32_t cr) {
+        r.slice();
+        r.picture.step[0] = y, r.picture.step[1] = cb, r.picture.step[2] = cr;
+    };
+    const auto planar = [steps](uint32_t code, int32_t y, int32_t cb, int32_t cr) {
+        return [=](Records& r) {
+            r.setFormat(code, 3, 3);
+            r.params.subsampling = code == 8 ? 0 : code == 9 ? 1 : 3;
+            steps(r, y, cb, cr);
+        };
+    };
+    const auto semiPlanar = [steps](int32_t y, int32_t chroma, int32_t width = 32) {
+        return [=](Records& r) {
+            r.setFormat(13, 2, 3);
+            r.picture.width = width;
+            steps(r, y, chroma, 0);
+        };
+    };
+    const auto sized = [steps](int32_t step, int32_t height) {
+        return [=](Records& r) { steps(r, step, step, step), r.picture.height = height; };
+    };
+    expectAll({
+        {"packed, tight rows", kOk, sized(96, 16)},
+        {"packed, short rows", kBadArg, sized(95, 16)},
+        {"packed, short rows bottom-up", kBadArg, sized(-95, 16)},
+        {"4:4:4", kOk, planar(8, 32, 32, 32)},
+        {"4:4:4, short rows", kBadArg, planar(8, 31, 31, 31)},
+        {"4:4:4, other Cr rows", kBadArg, planar(8, 32, 32, 33)},
+        {"4:2:2", kOk, planar(9, 34, 17, 17)},
+        {"4:2:2, odd rows", kBadArg, planar(9, 33, 16, 16)},
+        {"4:2:0", kOk, planar(11, 32, 16, 16)},
+        {"4:2:0, whole chroma rows", kBadArg, planar(11, 32, 32, 32)},
+        {"NV12", kOk, semiPlanar(32, 32)},
+        {"NV12, other chroma rows", kBadArg, semiPlanar(32, 34)},
+        {"NV12, a last pair outside its row", kBadArg, semiPlanar(33, 33, 33)},
+        {"a band beyond 32 bits", kBadArg, sized(1 << 28, 16)},
+        {"top-down, no seek at all", kOk, sized(1 << 16, 65535)},
+        {"bottom-up, beyond 32 bits", kBadArg, sized(-(1 << 16), 65535)},
+        {"bottom-up, just inside", kOk, sized(-(1 << 15), 65535)},
+        {"the step of least value", kBadArg, sized(INT32_MIN, 1)},
+        {"planes beyond 32 bits apart", kBadArg,
+         [&](Records& r) { planar(8, 1 << 15, 1 << 15, 1 << 15)(r), r.picture.height = 65535; }},
+    });
+}
+
+TEST(ParameterCheck, NullsAndCallbacks) {
+    Host host;
+    Records r(host);
+    EncoderState_JPEG* state = nullptr;
+    EXPECT_EQ(EncoderInitAlloc_JPEG(nullptr, &r.picture, &r.stream, &r.callbacks, &state), kBadArg);
+    EXPECT_EQ(EncoderInitAlloc_JPEG(&r.params, nullptr, &r.stream, &r.callbacks, &state), kBadArg);
+    EXPECT_EQ(EncoderInitAlloc_JPEG(&r.params, &r.picture, nullptr, &r.callbacks, &state), kBadArg);
+    EXPECT_EQ(EncoderInitAlloc_JPEG(&r.params, &r.picture, &r.stream, nullptr, &state), kBadArg);
+    EXPECT_EQ(EncoderInitAlloc_JPEG(&r.params, &r.picture, &r.stream, &r.callbacks, nullptr),
+              kBadArg);
+    expectAll({
+        {"no buffer", kBadArg, [](Records& c) { c.stream.start = nullptr; }},
+        {"allocate", kBadArg, [](Records& c) { c.callbacks.allocate = nullptr; }},
+        {"release", kBadArg, [](Records& c) { c.callbacks.release = nullptr; }},
+        {"flush", kBadArg,
+         [](Records& c) { c.callbacks.flush = nullptr, c.params.flushContext = 0; }},
+        {"grow, baseline", kOk, [](Records& c) { c.callbacks.grow = nullptr; }},
+        {"grow, progressive", kBadArg,
+         [](Records& c) { c.callbacks.grow = nullptr, c.params.mode = 4; }},
+        {"read and seek, integrated", kOk,
+         [](Records& c) { c.callbacks.read = nullptr, c.callbacks.seek = nullptr; }},
+        {"seek, slice", kBadArg, [](Records& c) { c.slice(), c.callbacks.seek = nullptr; }},
+        {"read, slice", kBadArg, [](Records& c) { c.slice(), c.callbacks.read = nullptr; }},
+        {"an empty buffer", ENC_STATUS_OUTPUT_FULL, [](Records& c) { c.stream.size = 0; }},
+        {"a buffer of -1 byte", ENC_STATUS_OUTPUT_FULL, [](Records& c) { c.stream.size = -1; }},
+    });
+}
+
+TEST(Calls, Version) {
+    char text[87];
+    std::memset(text, '#', sizeof text);
+    EXPECT_EQ(GetLibVersion_JPEGENC(text, 85), ENC_STATUS_ERR);
+    EXPECT_EQ(GetLibVersion_JPEGENC(nullptr, 200), ENC_STATUS_ERR);
+    EXPECT_EQ(text[0], '#');
+    EXPECT_EQ(GetLibVersion_JPEGENC(text, 86), ENC_STATUS_OK);
+    EXPECT_STREQ(text, "jpegenc_KELDAN_TAG_KELDAN_14_WW29_REV4967_Feature<odwh1-oewh0-otr1>_BUILD_"
+                       "Jul  9 2014");
+    EXPECT_EQ(text[86], '#');
+}
+
+TEST(Calls, OutOfOrder) {
+    Host host;
+    Records r(host);
+    EncoderState_JPEG* state = nullptr;
+    EXPECT_EQ(EncoderFree_JPEG(nullptr), ENC_STATUS_OK);
+    EXPECT_EQ(EncoderFree_JPEG(&state), ENC_STATUS_OK);
+    EXPECT_EQ(Encode_JPEG(nullptr, &r.stream, nullptr), kBadArg);
+
+    r.stream.size = 100; // set-up fails in the middle of the header
+    r.params.flushContext = 0;
+    r.stream.size = 60;
+    EXPECT_EQ(EncoderInitAlloc_JPEG(&r.params, &r.picture, &r.stream, &r.callbacks, &state),
+              ENC_STATUS_OUTPUT_FULL);
+    ASSERT_NE(state, nullptr);
+    EXPECT_EQ(Encode_JPEG(nullptr, nullptr, state), kBadArg);
+    EXPECT_EQ(Encode_JPEG(nullptr, &r.stream, state), ENC_STATUS_ERR);
+    EXPECT_EQ(EncoderFree_JPEG(&state), ENC_STATUS_OK);
+    EXPECT_TRUE(host.faultless());
+}
+
+TEST(Memory, IsAskedForAsPromised) {
+    const auto requests = [](const Format& format, int width, int height) {
+        Host host;
+        const TestPicture picture(format, width, height, Content::flat, 1);
+        EXPECT_EQ(host.encode(params(format), picture).status, ENC_STATUS_OK);
+        EXPECT_TRUE(host.faultless());
+        EXPECT_EQ(host.requests.size(), 2u); // the state and the working memory, whatever the size
+        EXPECT_EQ(host.requests[0].second, sizeof(void*));
+        EXPECT_EQ(host.requests[1].second, 8u);
+        return host.requests[1].first;
+    };
+    const Format grey = kFormats[12];
+    const Format packed420 = kFormats[2];
+    const Format planar422 = kFormats[10];
+    EXPECT_EQ(requests(grey, 16, 8), 128u + 31 + 6835);
+    EXPECT_EQ(requests(grey, 17, 8), 128u + 31 + 95 + 6835);
+    EXPECT_EQ(requests(packed420, 17, 8), 799u + 799 + 6835);
+    EXPECT_EQ(requests(packed420, 480, 320), 799u + 6835);
+    EXPECT_EQ(requests(planar422, 33, 8), 4u * 128 + 31 + 31 + 6835);
+}
+
+/// Runs with the n-th call of one callback failing, for every n until none fails.
+template <class Expect>
+void failEvery(uint32_t bufferMode, int Faults::*fault, int Host::*calls, Expect expect) {
+    for (const Format& format : kFormats) {
+        const TestPicture picture(format, 35, 37, Content::noise, 8);
+        for (int n = 1;; n++) {
+            Host host;
+            host.outputBytes = 1200;
+            host.faults.*fault = n;
+            const Result result = host.encode(params(format, 90, 2, bufferMode), picture);
+            ASSERT_TRUE(host.faultless()) << describe(picture) << " call " << n;
+            if (host.*calls < n) {
+                ASSERT_EQ(result.status, ENC_STATUS_OK);
+                ASSERT_GT(n, 1);
+                break;
+            }
+            ASSERT_EQ(result.status, expect(format, n)) << describe(picture) << " call " << n;
+        }
+    }
+}
+
+TEST(FailingCallbacks, EveryAllocation) {
+    failEvery(ENC_BUFFER_INTEGRATED, &Faults::allocate, &Host::allocations,
+              [](const Format&, int) { return ENC_STATUS_NOMEM; });
+}
+
+TEST(FailingCallbacks, EveryFlush) {
+    for (const uint32_t bufferMode : {ENC_BUFFER_INTEGRATED, ENC_BUFFER_SLICE})
+        failEvery(bufferMode, &Faults::flush, &Host::flushes,
+                  [](const Format&, int) { return ENC_STATUS_OUTPUT_FULL; });
+}
+
+TEST(FailingCallbacks, EveryRead) {
+    failEvery(ENC_BUFFER_SLICE, &Faults::read, &Host::reads, [](const Format& format, int n) {
+        const int bands = (37 + 8 * format.v() - 1) / (8 * format.v());
+        const bool unexamined = format.planes() == 1 && n == bands; // the bottom band
+        return unexamined ? ENC_STATUS_OK : ENC_STATUS_ERR;
+    });
+}
+
+} // namespace

@@ -1,0 +1,95 @@
+// A host for the encoder: canaried memory, an output sink with a choice of flush behaviours, a
+// picture source, and any callback failing at its n-th call.
+#pragma once
+
+#include <map>
+#include <random>
+#include <set>
+#include <vector>
+
+#include "support/guarded.h"
+#include "support/picture.h"
+#include "vela/jpegenc.h"
+
+namespace test {
+
+enum class Flush { takesAll, takesSome, takesNothing, negative, tooMuch };
+
+struct Faults { // the n-th call (from 1) fails; 0: never
+    int allocate = 0;
+    int grow = 0;
+    int flush = 0;
+    int read = 0;
+};
+
+struct Result {
+    int32_t initStatus;
+    int32_t status; // of the last call made
+    std::vector<uint8_t> jpeg;
+};
+
+/// One encoding. The callbacks that have no handle find the host in a static, so there is one at a
+/// time.
+class Host {
+public:
+    Flush flushBehaviour = Flush::takesAll;
+    bool readPointsIntoSource = false; // read stores an address instead of copying
+    bool flushContextZero = false;
+    int32_t outputBytes = 4096;
+    uint32_t seed = 1;
+    Faults faults;
+
+    Host() { current = this; }
+    ~Host() { current = nullptr; }
+
+    CallbackTable_JPEG callbacks() const {
+        return {nullptr, allocate, release, grow, flush, seek, read};
+    }
+
+    /// Encodes and releases. Memory, source and canaries are checked by the caller through
+    /// faultless().
+    Result encode(EncoderParams_JPEG params, const TestPicture& picture);
+
+    /// Nothing was leaked, overrun, released twice or read outside the source.
+    bool faultless() const { return blocks_.empty() && !fault_; }
+
+    // What the calls looked like
+    int allocations = 0;
+    int growths = 0;
+    int flushes = 0;
+    int reads = 0;
+    int seeks = 0;
+    std::vector<std::pair<uint32_t, uint32_t>> requests; // size and alignment of each allocation
+
+private:
+    static constexpr uint32_t kFlushContext = 0x5EED;
+    static constexpr uint32_t kSourceHandle = 77;
+    static inline Host* current = nullptr;
+
+    static void allocate(void** out, uint32_t size, uint32_t alignment);
+    static void release(void** p);
+    static int32_t grow(void** inout, uint32_t oldSize, uint32_t newSize);
+    static int32_t flush(uint8_t* start, uint32_t context, int32_t used, uint32_t zero);
+    static int32_t seek(uint32_t handle, int32_t offset, uint32_t whence);
+    static int32_t read(void** pDst, uint32_t elementSize, uint32_t count, uint32_t handle);
+
+    void* newBlock(uint32_t size, uint32_t alignment);
+    void fail(bool when) { fault_ = fault_ || when; }
+
+    std::map<void*, Guarded> blocks_;
+    std::vector<uint8_t> flushed_;
+    std::vector<uint8_t> source_;
+    int64_t position_ = 0;
+    std::mt19937 random_;
+    const uint8_t* outputStart_ = nullptr;
+    bool fault_ = false;
+};
+
+EncoderParams_JPEG params(const Format& format, uint32_t quality = 75, uint32_t restart = 0,
+                          uint32_t bufferMode = ENC_BUFFER_INTEGRATED,
+                          uint32_t mode = ENC_MODE_BASELINE);
+
+/// The plain way: integrated, a roomy buffer. Expects success and a faultless host.
+std::vector<uint8_t> encodeWhole(const EncoderParams_JPEG& params, const TestPicture& picture);
+
+} // namespace test

@@ -1,0 +1,86 @@
+#include "support/walk_coefficients.h"
+
+#include <gtest/gtest.h>
+
+#include "pixel/picture_walk.h"
+
+namespace test {
+namespace {
+
+/// Puts each MCU's blocks in their places.
+class Recorder {
+public:
+    Recorder(const EncoderState_JPEG& state, std::vector<Component>& components)
+        : state_(state), components_(components) {}
+
+    vela::Status beginRow() {
+        column_ = 0;
+        return ENC_STATUS_OK;
+    }
+
+    vela::Status mcu(int32_t, int32_t) {
+        int32_t block = 0;
+        for (Component& component : components_)
+            for (int y = 0; y < component.v; y++)
+                for (int x = 0; x < component.h; x++)
+                    place(component, column_ * component.h + x, row_ * component.v + y,
+                          state_.blockSpec.blockSamples[block++]);
+        column_++;
+        return ENC_STATUS_OK;
+    }
+
+    vela::Status endRow(int32_t) {
+        row_++;
+        return ENC_STATUS_OK;
+    }
+
+private:
+    static void place(Component& component, int x, int y, const int16_t* transposed) {
+        Block& block = component.blocks[static_cast<size_t>(y * component.blocksAcross + x)];
+        for (size_t i = 0; i < 64; i++)
+            block[i] = transposed[8 * (i % 8) + i / 8];
+    }
+
+    const EncoderState_JPEG& state_;
+    std::vector<Component>& components_;
+    int column_ = 0;
+    int row_ = 0;
+};
+
+} // namespace
+
+std::vector<Component> walkCoefficients(const EncoderParams_JPEG& params,
+                                        const TestPicture& picture) {
+    Host host;
+    std::vector<uint8_t> header(1 << 12);
+    Bitstream_JPEG stream{header.data(), static_cast<int32_t>(header.size()), nullptr, 0};
+    const Picture_JPEG record = picture.record();
+    const CallbackTable_JPEG callbacks = host.callbacks();
+    EncoderState_JPEG* state = nullptr;
+    std::vector<Component> components;
+    if (EncoderInitAlloc_JPEG(&params, &record, &stream, &callbacks, &state) == ENC_STATUS_OK) {
+        const int mcusAcross =
+            state->mcuSpec.mcusAcross + (state->mcuSpec.widthRemainder > 0 ? 1 : 0);
+        const int mcusDown = state->mcuSpec.mcuCount / mcusAcross;
+        for (int k = 0; k < state->imageSpec.componentCount; k++) {
+            const vela::ComponentSpec& spec = state->componentSpec[k];
+            Component component{spec.hFactor,
+                                spec.vFactor,
+                                mcusAcross * spec.hFactor,
+                                mcusDown * spec.vFactor,
+                                {},
+                                {}};
+            component.blocks.resize(
+                static_cast<size_t>(component.blocksAcross * component.blocksDown));
+            std::copy_n(state->quantTables + 64 * spec.quantSelector, 64,
+                        component.quantizers.begin());
+            components.push_back(component);
+        }
+        Recorder recorder(*state, components);
+        EXPECT_EQ(vela::walkPicture(*state, vela::IntegratedRows(*state), recorder), ENC_STATUS_OK);
+    }
+    EncoderFree_JPEG(&state);
+    return components;
+}
+
+} // namespace test

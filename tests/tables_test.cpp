@@ -1,0 +1,212 @@
+// Quantization and Huffman tables, against those that libjpeg carries and against the rules of
+// T.81.
+#include <cstdio>
+#include <cstring>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <jpeglib.h>
+
+#include "stream/markers.h"
+#include "support/guarded.h"
+#include "tables/default_tables.h"
+#include "vela/primitives.h"
+
+namespace {
+
+/// A libjpeg encoder, for the tables of Annex K that it carries.
+class LibjpegTables {
+public:
+    LibjpegTables() {
+        info.err = jpeg_std_error(&errors_);
+        jpeg_create_compress(&info);
+        info.input_components = 3;
+        info.in_color_space = JCS_RGB;
+        jpeg_set_defaults(&info);
+        jpeg_set_linear_quality(&info, 100, TRUE); // the base tables themselves
+    }
+    ~LibjpegTables() { jpeg_destroy_compress(&info); }
+
+    jpeg_compress_struct info{};
+
+private:
+    jpeg_error_mgr errors_;
+};
+
+std::string codeOf(uint32_t entry) {
+    std::string bits;
+    for (uint32_t i = entry >> 16; i-- > 0;)
+        bits += ((entry >> i) & 1) != 0 ? '1' : '0';
+    return bits;
+}
+
+/// Every code of a table by itself, none the beginning of another, none of 1-bits only.
+void expectDecodable(const uint32_t* entries, size_t count) {
+    std::set<std::string> codes;
+    for (size_t s = 0; s < count; s++) {
+        if (entries[s] != 0) {
+            EXPECT_TRUE(codes.insert(codeOf(entries[s])).second);
+        }
+    }
+    for (auto code = codes.begin(); code != codes.end(); ++code) {
+        EXPECT_NE(code->find('0'), std::string::npos) << *code;
+        if (std::next(code) != codes.end()) { // in order: a prefix stands right before
+            EXPECT_NE(std::next(code)->compare(0, code->size(), *code), 0) << *code;
+        }
+    }
+}
+
+void expectSame(const JHUFF_TBL* theirs, const uint8_t* bits, const uint8_t* vals, size_t count) {
+    EXPECT_EQ(std::memcmp(theirs->bits + 1, bits, 16), 0);
+    EXPECT_EQ(std::memcmp(theirs->huffval, vals, count), 0);
+}
+
+TEST(DefaultTables, AreThoseOfAnnexK) {
+    using namespace vela;
+    const LibjpegTables theirs;
+    for (size_t i = 0; i < 64; i++) {
+        EXPECT_EQ(_DefLumQuantTable_JPEGENC[i], theirs.info.quant_tbl_ptrs[0]->quantval[i]);
+        EXPECT_EQ(_DefChromQuantTable_JPEGENC[i], theirs.info.quant_tbl_ptrs[1]->quantval[i]);
+    }
+    JHUFF_TBL* const* const dc = theirs.info.dc_huff_tbl_ptrs;
+    JHUFF_TBL* const* const ac = theirs.info.ac_huff_tbl_ptrs;
+    expectSame(dc[0], _DefLumDCHuffBits_JPEGENC, _DefLumDCHuffValues_JPEGENC, 12);
+    expectSame(dc[1], _DefChromDCHuffBits_JPEGENC, _DefChromDCHuffValues_JPEGENC, 12);
+    expectSame(ac[0], _DefLumACHuffBits_JPEGENC, _DefLumACHuffValues_JPEGENC, 162);
+    expectSame(ac[1], _DefChromACHuffBits_JPEGENC, _DefChromACHuffValues_JPEGENC, 162);
+}
+
+TEST(DefaultTables, CodesAreThoseThatAnnexKPrints) {
+    using namespace vela;
+    EXPECT_EQ(codeOf(DCLunmaTable[0]), "00");
+    EXPECT_EQ(codeOf(DCLunmaTable[5]), "110");
+    EXPECT_EQ(codeOf(DCLunmaTable[11]), "111111110");
+    EXPECT_EQ(codeOf(DCChromaTable[1]), "01");
+    EXPECT_EQ(codeOf(DCChromaTable[11]), "11111111110");
+    EXPECT_EQ(codeOf(ACLunmaTable.entry[0x00]), "1010");
+    EXPECT_EQ(codeOf(ACLunmaTable.entry[0x01]), "00");
+    EXPECT_EQ(codeOf(ACLunmaTable.entry[0x0A]), "1111111110000011");
+    EXPECT_EQ(codeOf(ACLunmaTable.entry[0xF0]), "11111111001");
+    EXPECT_EQ(codeOf(ACLunmaTable.entry[0xFA]), "1111111111111110");
+    EXPECT_EQ(codeOf(ACChromaTable.entry[0x00]), "00");
+    EXPECT_EQ(codeOf(ACChromaTable.entry[0x3A]), "1111111110010110");
+    EXPECT_EQ(codeOf(ACChromaTable.entry[0xF0]), "1111111010");
+    EXPECT_EQ(ACLunmaTable.entry[0x0B], 0u);
+    expectDecodable(DCLunmaTable.data(), 12);
+    expectDecodable(DCChromaTable.data(), 12);
+    expectDecodable(ACLunmaTable.entry, 256);
+    expectDecodable(ACChromaTable.entry, 256);
+}
+
+TEST(CodeConstruction, GivesDecodableTablesForAnyValidCounts) {
+    std::mt19937 random(2024);
+    for (int round = 0; round < 500; round++) {
+        uint8_t bits[16] = {};
+        int total = 0;
+        int space = 1; // codes left of the current length, one of them reserved for 1-bits only
+        for (uint8_t& count : bits) {
+            space *= 2;
+            const int most = std::min({space - 1, 256 - total, 255});
+            count = static_cast<uint8_t>(random() % static_cast<unsigned>(most / 2 + 1));
+            space -= count;
+            space = std::min(space, 1 << 12);
+            total += count;
+        }
+        std::vector<uint8_t> vals(static_cast<size_t>(total));
+        for (size_t i = 0; i < vals.size(); i++)
+            vals[i] = static_cast<uint8_t>(i * 5 + 7);
+        EncodeHuffmanSpec spec;
+        veliEncodeHuffmanSpecInit_JPEGENC_8u(bits, vals.data(), &spec);
+        expectDecodable(spec.entry, 256);
+        for (size_t i = 1; i < vals.size(); i++) // lengths rise in the order of HUFFVAL
+            EXPECT_LE(spec.entry[vals[i - 1]] >> 16, spec.entry[vals[i]] >> 16);
+    }
+}
+
+TEST(CodeConstruction, StaysInsideItsTablesOnAnyCounts) {
+    uint8_t vals[256];
+    for (size_t i = 0; i < 256; i++)
+        vals[i] = static_cast<uint8_t>(255 - i);
+    for (const int count : {0, 20, 255}) {
+        uint8_t bits[16];
+        std::memset(bits, count, sizeof bits);
+        test::Guarded table(sizeof(EncodeHuffmanSpec), 4);
+        auto* const spec = reinterpret_cast<EncodeHuffmanSpec*>(table.data());
+        veliEncodeHuffmanSpecInit_JPEGENC_8u(bits, vals, spec);
+        int codes = 0;
+        for (const uint32_t entry : spec->entry)
+            codes += entry != 0 ? 1 : 0;
+        EXPECT_EQ(codes, std::min(256, 16 * count));
+        EXPECT_TRUE(table.intact());
+
+        uint8_t out[512];
+        Bitstream_JPEG stream{out, sizeof out, out, 0};
+        EXPECT_EQ(vela::velaWrite_DHT_JPEG(0, 0, bits, vals, &stream, nullptr, 0), ENC_STATUS_OK);
+        EXPECT_EQ(stream.cursor - out, 21 + codes);
+    }
+}
+
+TEST(QuantTables, ScaleFactors) {
+    const std::pair<int, int> factors[] = {{-5, 6400}, {0, 6400}, {1, 6400}, {2, 3200}, {3, 2132},
+                                           {7, 913},   {10, 640}, {25, 256}, {30, 212}, {33, 193},
+                                           {49, 130},  {50, 128}, {51, 125}, {60, 102}, {75, 64},
+                                           {90, 25},   {95, 12},  {99, 2},   {100, 0},  {101, 0}};
+    for (const auto& [quality, factor] : factors)
+        EXPECT_EQ(velaCalcQuantQualityFactor_JPEG(quality), factor) << quality;
+}
+
+TEST(QuantTables, AreScaledAndClamped) {
+    const auto firstRow = [](int quality) {
+        uint8_t table[64];
+        czBuildEnQuantTable(velaCalcQuantQualityFactor_JPEG(quality),
+                            vela::_DefLumQuantTable_JPEGENC, table);
+        return std::vector<int>(table, table + 8);
+    };
+    EXPECT_EQ(firstRow(75), (std::vector<int>{8, 6, 5, 8, 12, 20, 26, 31}));
+    EXPECT_EQ(firstRow(10), (std::vector<int>{80, 55, 50, 80, 120, 200, 255, 255}));
+    EXPECT_EQ(firstRow(90), (std::vector<int>{3, 2, 2, 3, 5, 8, 10, 12}));
+    EXPECT_EQ(firstRow(100), std::vector<int>(8, 1));
+    EXPECT_EQ(firstRow(0), std::vector<int>(8, 255));
+}
+
+TEST(QuantTables, ReciprocalsAreTransposedAndRounded) {
+    uint8_t q[64];
+    uint16_t forward[64];
+    czBuildEnQuantTable(64, vela::_DefLumQuantTable_JPEGENC, q); // quality 75
+    veliDCTQuantFwdTableInit_JPEGENC_8u16u(q, forward);
+    EXPECT_EQ((std::vector<int>(forward, forward + 10)),
+              (std::vector<int>{2048, 1969, 1792, 1990, 910, 869, 605, 825, 1969, 1419}));
+    std::memset(q, 255, sizeof q);
+    veliDCTQuantFwdTableInit_JPEGENC_8u16u(q, forward);
+    EXPECT_EQ(forward[8 * 5 + 4], 20); // (5213 + 127) / 255
+
+    std::memset(q, 2, sizeof q);
+    uint32_t inverse[64];
+    veliDCTQuantInvTableInit_JPEGENC_8u16u(q, inverse);
+    EXPECT_EQ(inverse[0], 2 * 131072u);
+    EXPECT_EQ(inverse[1], 2 * 94496u); // natural order
+    EXPECT_EQ(inverse[8 * 7 + 5], 2 * 604640u);
+    EXPECT_EQ(inverse[63], 2 * 1721920u);
+}
+
+TEST(HuffmanStates, SizesAndResets) {
+    int32_t size = 0;
+    veliEncodeHuffmanSpecGetBufSize_JPEGENC_8u(&size);
+    EXPECT_EQ(size, 1024);
+    veliEncodeHuffmanStateGetBufSize_JPEGENC_8u(&size);
+    EXPECT_EQ(size, 1328);
+    veliDecodeHuffmanSpecGetBufSize_JPEGENC_8u(&size);
+    EXPECT_EQ(size, 1644);
+    veliDecodeHuffmanStateGetBufSize_JPEG_8u(&size);
+    EXPECT_EQ(size, 12);
+    uint32_t words[5] = {9, 9, 9, 9, 9};
+    veliDecodeHuffmanStateInit_JPEG_8u(words);
+    EXPECT_EQ(std::vector<uint32_t>(words, words + 5), (std::vector<uint32_t>{0, 0, 0, 9, 9}));
+    veliEncodeHuffmanStateInit_JPEGENC_8u(words);
+    EXPECT_EQ(std::vector<uint32_t>(words, words + 5), (std::vector<uint32_t>{0, 0, 0, 0, 9}));
+}
+
+} // namespace

@@ -1,0 +1,123 @@
+// The forward transform against the textbook.
+#include <algorithm>
+#include <cmath>
+#include <random>
+
+#include <gtest/gtest.h>
+
+#include "support/guarded.h"
+#include "support/textbook.h"
+#include "tables/default_tables.h"
+#include "vela/primitives.h"
+
+namespace {
+
+using Samples = std::array<int16_t, 64>;
+
+struct Tables {
+    std::array<uint8_t, 64> q;
+    std::array<uint16_t, 64> reciprocals;
+
+    explicit Tables(int32_t scale) {
+        czBuildEnQuantTable(scale, vela::_DefLumQuantTable_JPEGENC, q.data());
+        veliDCTQuantFwdTableInit_JPEGENC_8u16u(q.data(), reciprocals.data());
+    }
+    const int16_t* forward() const { return reinterpret_cast<const int16_t*>(reciprocals.data()); }
+};
+
+/// Largest difference to the quantized textbook coefficients, not rounded.
+double largestDifference(const Samples& samples, const Tables& tables) {
+    Samples out;
+    EXPECT_EQ(veliDCTQuantFwd_JPEG_16s(samples.data(), tables.forward(), out.data()), 0);
+    const std::array<double, 64> exact = test::textbookDct(samples);
+    double worst = 0;
+    for (size_t i = 0; i < 64; i++) {
+        const double expected = exact[i] / tables.q[i];
+        worst = std::max(worst, std::abs(out[8 * (i % 8) + i / 8] - expected));
+    }
+    return worst;
+}
+
+Samples randomSamples(std::mt19937& random) {
+    Samples samples;
+    const int amplitude = 1 << (random() % 8); // 1..128
+    for (int16_t& s : samples)
+        s = static_cast<int16_t>(static_cast<int>(random() % 256) % (2 * amplitude) - amplitude);
+    return samples;
+}
+
+/// 127 and -128 in the sign pattern of one basis function: the largest coefficient there is.
+Samples basisPattern(int u, int v) {
+    Samples samples;
+    for (size_t i = 0; i < 64; i++)
+        samples[i] =
+            test::basis(u, static_cast<int>(i % 8)) * test::basis(v, static_cast<int>(i / 8)) >= 0
+                ? 127
+                : -128;
+    return samples;
+}
+
+TEST(Transform, IsTheTextbookDctQuantized) {
+    std::mt19937 random(4711);
+    const Tables unscaled(128); // quality 50
+    const Tables ones(0);       // quality 100
+    for (int i = 0; i < 20000; i++) {
+        const Samples samples = randomSamples(random);
+        ASSERT_LE(largestDifference(samples, unscaled), 0.75) << "seed 4711, block " << i;
+        ASSERT_LE(largestDifference(samples, ones), 6.0) << "seed 4711, block " << i;
+    }
+}
+
+TEST(Transform, KeepsItsRangeOnTheLargestCoefficients) {
+    const Tables ones(0);
+    for (int u = 0; u < 8; u++) {
+        for (int v = 0; v < 8; v++) {
+            Samples samples = basisPattern(u, v);
+            ASSERT_LE(largestDifference(samples, ones), 4.0) << u << ' ' << v;
+            veliDCTQuantFwd_JPEG_16s_I(samples.data(), ones.forward());
+            ASSERT_GE(*std::min_element(samples.begin(), samples.end()), -1024);
+            ASSERT_LE(*std::max_element(samples.begin() + 1, samples.end()), 1023);
+        }
+    }
+}
+
+TEST(Transform, FlatAndOneDimensionalBlocks) {
+    const Tables ones(0);
+    for (int c = -128; c <= 127; c++) {
+        Samples samples;
+        samples.fill(static_cast<int16_t>(c));
+        veliDCTQuantFwd_JPEG_16s_I(samples.data(), ones.forward());
+        EXPECT_EQ(samples[0], 8 * c);
+        EXPECT_TRUE(std::all_of(samples.begin() + 1, samples.end(), [](int s) { return s == 0; }));
+    }
+    Samples alongX;
+    for (size_t i = 0; i < 64; i++)
+        alongX[i] = static_cast<int16_t>((i % 8) * (i % 8) * 5 - 120);
+    veliDCTQuantFwd_JPEG_16s_I(alongX.data(), ones.forward());
+    for (size_t i = 0; i < 64; i++)
+        EXPECT_TRUE(i % 8 == 0 || alongX[i] == 0) << i; // row 0 of the matrix, transposed
+    EXPECT_NE(alongX[8], 0);
+}
+
+TEST(Transform, InPlaceAndApartAgreeOnAnyInput) {
+    std::mt19937 random(99);
+    for (int i = 0; i < 2000; i++) {
+        test::Guarded source(128, 2), table(128, 2), target(128, 2);
+        auto* const src = reinterpret_cast<int16_t*>(source.data());
+        auto* const quant = reinterpret_cast<int16_t*>(table.data());
+        auto* const dst = reinterpret_cast<int16_t*>(target.data());
+        for (int k = 0; k < 64; k++) {
+            src[k] = static_cast<int16_t>(random()); // sums wrap, products saturate
+            quant[k] = static_cast<int16_t>(random() % 32767 + 1);
+        }
+        Samples before;
+        std::copy_n(src, 64, before.begin());
+        veliDCTQuantFwd_JPEG_16s(src, quant, dst);
+        ASSERT_TRUE(std::equal(before.begin(), before.end(), src));
+        veliDCTQuantFwd_JPEG_16s_I(src, quant);
+        ASSERT_TRUE(std::equal(src, src + 64, dst));
+        ASSERT_TRUE(source.intact() && table.intact() && target.intact());
+    }
+}
+
+} // namespace
