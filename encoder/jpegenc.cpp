@@ -6,6 +6,7 @@
 #include "baseline/baseline_encoder.h"
 #include "encoder/routine_choice.h"
 #include "encoder/setup.h"
+#include "progressive/progressive_encoder.h"
 #include "stream/markers.h"
 
 namespace vela {
@@ -18,6 +19,8 @@ Status encodePicture(Bitstream_JPEG* stream, EncoderState_JPEG* state) {
     switch (state->mode) {
     case ENC_MODE_BASELINE:
         return velaCompress_BaseLine_JPEG(stream, state);
+    case ENC_MODE_PROGRESSIVE:
+        return velaCompress_Progressive_JPEG(stream, state);
     default:
         return ENC_STATUS_NOTSUPPORTED;
     }

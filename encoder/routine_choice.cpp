@@ -1,6 +1,7 @@
 #include "encoder/routine_choice.h"
 
 #include "pixel/forward_dct.h"
+#include "progressive/block_packers.h"
 #include "state/color_format.h"
 #include "tables/block_coder.h"
 
@@ -10,6 +11,8 @@ constexpr RoutineTable kPlainRoutines = {
     .name = "plain",
     .transformMcu = velaTransformFwd_MCU_JPEG,
     .encodeBlock = veliEncodeHuffman8x8_Direct_JPEG_16s1u_C1,
+    .packAcFirst = velaPackACFirst_JPEG,
+    .packAcRefine = velaPackACRefine_JPEG,
     .grey = _veliLevelShiftSub128_8x8_8u16s_C1,
     .packed = {{veliBGRToYCbCr444LS_MCU_8u16s_C3P3R, veliBGRToYCbCr422LS_MCU_8u16s_C3P3R,
                 veliBGRToYCbCr411LS_MCU_8u16s_C3P3R},

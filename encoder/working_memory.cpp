@@ -29,10 +29,9 @@ constexpr int64_t kScanStatsBytes = kScanStatsEntries * int64_t{sizeof(uint32_t)
 //
 // Every area counts with its slack, so that the sum holds the boundaries too. Baseline:
 constexpr int64_t kBaselineFixedBytes = 6835;
-// Progressive: four tables, and per scan a coder state but for the first, and its counts with
-// slack:
+// Progressive: the tables, and for each scan a coder state (but for the first) and its counts:
 constexpr int64_t kTablesBytes = 4 * kHuffmanAreaBytes;
-constexpr int64_t kScanStatsRoom = 1087;
+constexpr int64_t kScanStatsRoom = 1087; // the counts and slack
 
 /// Takes areas from the working memory, one after another.
 class Carver {

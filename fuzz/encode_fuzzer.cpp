@@ -55,10 +55,10 @@ void fuzzEncoding(FuzzedDataProvider& data) {
         data.PickValueInArray({Content::noise, Content::smooth, Content::flat, Content::extremes}),
         data.ConsumeIntegral<uint8_t>(), data.ConsumeIntegralInRange(0, 40),
         format.planes() == 1 && data.ConsumeBool());
-    const EncoderParams_JPEG settings =
-        params(format, data.ConsumeIntegralInRange<uint32_t>(0, 100),
-               data.ConsumeIntegralInRange<uint32_t>(0, 30),
-               data.ConsumeIntegralInRange<uint32_t>(0, 1), ENC_MODE_BASELINE);
+    const EncoderParams_JPEG settings = params(
+        format, data.ConsumeIntegralInRange<uint32_t>(0, 100),
+        data.ConsumeIntegralInRange<uint32_t>(0, 30), data.ConsumeIntegralInRange<uint32_t>(0, 1),
+        data.ConsumeBool() ? ENC_MODE_BASELINE : ENC_MODE_PROGRESSIVE);
 
     Host host;
     host.outputBytes = data.ConsumeIntegralInRange(1, 5000);

@@ -70,6 +70,17 @@ int32_t halved(int32_t validLuma) {
     return std::max(validLuma / 2, 1);
 }
 
+/// even and odd receive the even and odd bytes of the chroma pairs. The block routines are named
+/// after the components that these are in NV21.
+void expandSemiPlanar(const uint8_t* const src[3], const int32_t step[3], int32_t validWidth,
+                      int32_t validHeight, int16_t* luma, int16_t* even, int16_t* odd) {
+    const int32_t width = halved(validWidth);
+    const int32_t height = halved(validHeight);
+    expandLumaQuad(src[0], step[0], validWidth, validHeight, luma);
+    velaExpandLS_Block_NV21_Cr_8u16s_JPEG(src[1], step[1], width, height, even);
+    velaExpandLS_Block_NV21_Cb_8u16s_JPEG(src[1], step[1], width, height, odd);
+}
+
 /// Copies and expands pixels of some bytes each.
 template <size_t pixelBytes>
 int32_t copyExpand(const uint8_t* src, ptrdiff_t srcStep, int32_t validWidth, int32_t validHeight,
@@ -143,22 +154,13 @@ void velaYCbCr411ToYCbCr411ExpandLS_MCU_8u16s_P3R_JPEG(const uint8_t* const pSrc
 void velaNV12ToYCbCr411ExpandLS_MCU_8u16s_P3R_JPEG(const uint8_t* const pSrc[3],
                                                    const int32_t srcStep[3], int32_t validWidth,
                                                    int32_t validHeight, int16_t* const pDst[3]) {
-    // NV12 has its components the other way round than the block routines' names say.
-    const int32_t width = vela::halved(validWidth);
-    const int32_t height = vela::halved(validHeight);
-    vela::expandLumaQuad(pSrc[0], srcStep[0], validWidth, validHeight, pDst[0]);
-    velaExpandLS_Block_NV21_Cr_8u16s_JPEG(pSrc[1], srcStep[1], width, height, pDst[1]);
-    velaExpandLS_Block_NV21_Cb_8u16s_JPEG(pSrc[1], srcStep[1], width, height, pDst[2]);
+    vela::expandSemiPlanar(pSrc, srcStep, validWidth, validHeight, pDst[0], pDst[1], pDst[2]);
 }
 
 void velaNV21ToYCbCr411ExpandLS_MCU_8u16s_P3R_JPEG(const uint8_t* const pSrc[3],
                                                    const int32_t srcStep[3], int32_t validWidth,
                                                    int32_t validHeight, int16_t* const pDst[3]) {
-    const int32_t width = vela::halved(validWidth);
-    const int32_t height = vela::halved(validHeight);
-    vela::expandLumaQuad(pSrc[0], srcStep[0], validWidth, validHeight, pDst[0]);
-    velaExpandLS_Block_NV21_Cb_8u16s_JPEG(pSrc[1], srcStep[1], width, height, pDst[1]);
-    velaExpandLS_Block_NV21_Cr_8u16s_JPEG(pSrc[1], srcStep[1], width, height, pDst[2]);
+    vela::expandSemiPlanar(pSrc, srcStep, validWidth, validHeight, pDst[0], pDst[2], pDst[1]);
 }
 
 int32_t veliCopyExpand_8u_C1(const uint8_t* pSrc, int32_t srcStep, int32_t validWidth,

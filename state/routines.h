@@ -8,6 +8,7 @@
 namespace vela {
 
 struct BlockSpec;
+struct ScanCoderState;
 
 /// Transforms and quantizes the blocks of one MCU in place.
 using TransformMcu = void(BlockSpec* blocks);
@@ -16,12 +17,19 @@ using TransformMcu = void(BlockSpec* blocks);
 using EncodeBlock = int32_t(const int16_t* src, uint8_t* dst, int32_t* pBitPos, int16_t* pDcPred,
                             const EncodeHuffmanSpec* dcTable, const EncodeHuffmanSpec* acTable);
 
+/// Packs one block's AC contribution to a progressive scan (velaPackACFirst_JPEG,
+/// velaPackACRefine_JPEG).
+using PackAc = int32_t(const int16_t* block, uint32_t* counts, Bitstream_JPEG* buf,
+                       ScanCoderState* coder, int32_t Ss, int32_t Se, int32_t Al);
+
 /// One instruction set's kernels. Set-up picks a table once and the state points at it; nothing
 /// else in the library knows which one it was.
 struct RoutineTable {
     const char* name;
     TransformMcu* transformMcu;
     EncodeBlock* encodeBlock;
+    PackAc* packAcFirst;
+    PackAc* packAcRefine;
     VelaConvertMcu* grey;
     VelaConvertMcu* packed[3 /* BGR888, BGR555, BGR565 */][3 /* 4:4:4, 4:2:2, 4:2:0 */];
     VelaConvertMcuPlanar* planar[3 /* 4:4:4, 4:2:2, 4:2:0 */];

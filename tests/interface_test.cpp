@@ -165,6 +165,7 @@ TEST(ParameterCheck, SliceSource) {
         {"4:2:0, whole chroma rows", kBadArg, planar(11, 32, 32, 32)},
         {"NV12", kOk, semiPlanar(32, 32)},
         {"NV12, other chroma rows", kBadArg, semiPlanar(32, 34)},
+        {"NV12, an odd row's last luminance sample has no pair", kOk, semiPlanar(35, 35, 35)},
         {"NV12, a last pair outside its row", kBadArg, semiPlanar(33, 33, 33)},
         {"a band beyond 32 bits", kBadArg, sized(1 << 28, 16)},
         {"top-down, no seek at all", kOk, sized(1 << 16, 65535)},
@@ -236,16 +237,22 @@ TEST(Calls, OutOfOrder) {
     EXPECT_TRUE(host.faultless());
 }
 
+std::vector<std::pair<uint32_t, uint32_t>> allocationsFor(const Format& format, int width,
+                                                          int height, uint32_t mode) {
+    Host host;
+    const TestPicture picture(format, width, height, Content::flat, 1);
+    EXPECT_EQ(host.encode(params(format, 75, 0, 1, mode), picture).status, ENC_STATUS_OK);
+    EXPECT_TRUE(host.faultless());
+    return host.requests;
+}
+
 TEST(Memory, IsAskedForAsPromised) {
     const auto requests = [](const Format& format, int width, int height) {
-        Host host;
-        const TestPicture picture(format, width, height, Content::flat, 1);
-        EXPECT_EQ(host.encode(params(format), picture).status, ENC_STATUS_OK);
-        EXPECT_TRUE(host.faultless());
-        EXPECT_EQ(host.requests.size(), 2u); // the state and the working memory, whatever the size
-        EXPECT_EQ(host.requests[0].second, sizeof(void*));
-        EXPECT_EQ(host.requests[1].second, 8u);
-        return host.requests[1].first;
+        const auto all = allocationsFor(format, width, height, ENC_MODE_BASELINE);
+        EXPECT_EQ(all.size(), 2u); // the state and the working memory, whatever the size
+        EXPECT_EQ(all[0].second, sizeof(void*));
+        EXPECT_EQ(all[1].second, 8u);
+        return all[1].first;
     };
     const Format grey = kFormats[12];
     const Format packed420 = kFormats[2];
@@ -257,16 +264,33 @@ TEST(Memory, IsAskedForAsPromised) {
     EXPECT_EQ(requests(planar422, 33, 8), 4u * 128 + 31 + 31 + 6835);
 }
 
+TEST(Memory, OfProgressiveScans) {
+    const auto grey = allocationsFor(kFormats[12], 40, 16, ENC_MODE_PROGRESSIVE); // 10 blocks
+    ASSERT_EQ(grey.size(), 1u + 4 + 1);
+    const uint32_t greyBytes[] = {20 + 768, 80 + 768, 1 + 768, 80 + 768};
+    const auto colour = allocationsFor(kFormats[2], 40, 16, ENC_MODE_PROGRESSIVE); // 18 blocks
+    ASSERT_EQ(colour.size(), 1u + 8 + 1);
+    const uint32_t colourBytes[] = {36 + 768, 36 + 768, 2 + 768, 2 + 768,
+                                    2 + 768,  72 + 768, 4 + 768, 4 + 768};
+    for (size_t i = 0; i < 4; i++)
+        EXPECT_EQ(grey[1 + i], std::pair(greyBytes[i], 32u)) << i;
+    for (size_t i = 0; i < 8; i++)
+        EXPECT_EQ(colour[1 + i], std::pair(colourBytes[i], 32u)) << i;
+    EXPECT_EQ(grey[5].first, 128u + 31 + 1359 * 3 + 5436 + 1087 * 4);
+    EXPECT_EQ(colour[9].first, 799u + 799 + 1359 * 7 + 5436 + 1087 * 8 + 2 * 256 + 287);
+}
+
 /// Runs with the n-th call of one callback failing, for every n until none fails.
 template <class Expect>
-void failEvery(uint32_t bufferMode, int Faults::*fault, int Host::*calls, Expect expect) {
+void failEvery(uint32_t mode, uint32_t bufferMode, int Faults::*fault, int Host::*calls,
+               Expect expect) {
     for (const Format& format : kFormats) {
         const TestPicture picture(format, 35, 37, Content::noise, 8);
         for (int n = 1;; n++) {
             Host host;
             host.outputBytes = 1200;
             host.faults.*fault = n;
-            const Result result = host.encode(params(format, 90, 2, bufferMode), picture);
+            const Result result = host.encode(params(format, 95, 2, bufferMode, mode), picture);
             ASSERT_TRUE(host.faultless()) << describe(picture) << " call " << n;
             if (host.*calls < n) {
                 ASSERT_EQ(result.status, ENC_STATUS_OK);
@@ -278,23 +302,34 @@ void failEvery(uint32_t bufferMode, int Faults::*fault, int Host::*calls, Expect
     }
 }
 
+constexpr uint32_t kModes[] = {ENC_MODE_BASELINE, ENC_MODE_PROGRESSIVE};
+
 TEST(FailingCallbacks, EveryAllocation) {
-    failEvery(ENC_BUFFER_INTEGRATED, &Faults::allocate, &Host::allocations,
-              [](const Format&, int) { return ENC_STATUS_NOMEM; });
+    for (const uint32_t mode : kModes)
+        failEvery(mode, ENC_BUFFER_INTEGRATED, &Faults::allocate, &Host::allocations,
+                  [](const Format&, int) { return ENC_STATUS_NOMEM; });
+}
+
+TEST(FailingCallbacks, EveryGrowth) {
+    for (const uint32_t bufferMode : {ENC_BUFFER_INTEGRATED, ENC_BUFFER_SLICE})
+        failEvery(ENC_MODE_PROGRESSIVE, bufferMode, &Faults::grow, &Host::growths,
+                  [](const Format&, int) { return ENC_STATUS_NOMEM; });
 }
 
 TEST(FailingCallbacks, EveryFlush) {
-    for (const uint32_t bufferMode : {ENC_BUFFER_INTEGRATED, ENC_BUFFER_SLICE})
-        failEvery(bufferMode, &Faults::flush, &Host::flushes,
+    for (const uint32_t mode : kModes)
+        failEvery(mode, ENC_BUFFER_INTEGRATED, &Faults::flush, &Host::flushes,
                   [](const Format&, int) { return ENC_STATUS_OUTPUT_FULL; });
 }
 
 TEST(FailingCallbacks, EveryRead) {
-    failEvery(ENC_BUFFER_SLICE, &Faults::read, &Host::reads, [](const Format& format, int n) {
-        const int bands = (37 + 8 * format.v() - 1) / (8 * format.v());
-        const bool unexamined = format.planes() == 1 && n == bands; // the bottom band
-        return unexamined ? ENC_STATUS_OK : ENC_STATUS_ERR;
-    });
+    for (const uint32_t mode : kModes)
+        failEvery(mode, ENC_BUFFER_SLICE, &Faults::read, &Host::reads,
+                  [](const Format& format, int n) {
+                      const int bands = (37 + 8 * format.v() - 1) / (8 * format.v());
+                      const bool unexamined = format.planes() == 1 && n == bands; // the bottom
+                      return unexamined ? ENC_STATUS_OK : ENC_STATUS_ERR;
+                  });
 }
 
 } // namespace

@@ -168,7 +168,7 @@ typedef struct Picture_JPEG {
  * rest and keeps it up to date. After Encode_JPEG has returned ENC_STATUS_OK the bytes from start
  * up to cursor are the part of the JPEG stream that has not been handed to flush: there is no final
  * flush call. Baseline encoding needs a buffer of at least 768 bytes, progressive encoding one of
- * at least 309; less gives ENC_STATUS_OUTPUT_FULL.
+ * at least 264; less gives ENC_STATUS_OUTPUT_FULL.
  */
 typedef struct Bitstream_JPEG {
     uint8_t* start;    /* first byte of the buffer; no alignment is needed */

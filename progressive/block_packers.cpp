@@ -1,0 +1,129 @@
+#include "progressive/block_packers.h"
+
+#include <cassert>
+#include <cstdlib>
+
+#include "progressive/packed_stream.h"
+#include "state/zigzag.h"
+#include "stream/bit_writer.h"
+
+namespace vela {
+namespace {
+
+/// An end-of-band run of full length. Its value byte keeps the run's upper bit, which no reader
+/// uses.
+void packFullEobRun(Bitstream_JPEG& buffer, uint32_t* counts, ScanCoderState& coder) {
+    packSymbol(buffer, counts, 0xE0);
+    packByte(buffer, kMaxEobRun >> 8);
+    packByte(buffer, kMaxEobRun & 0xFF);
+    coder.eobRun = 0;
+}
+
+/// The pending end-of-band run and the correction bits that belong to its blocks.
+void packPending(Bitstream_JPEG& buffer, uint32_t* counts, ScanCoderState& coder) {
+    packEobRun(buffer, counts, coder);
+    packCorrectionBits(buffer, coder.correctionBits, coder.correctionCount);
+    coder.correctionCount = 0;
+}
+
+} // namespace
+
+int32_t velaCoeffPack_DC_JPEG(const int16_t* block, uint32_t* counts, Bitstream_JPEG* dcFirstBuf,
+                              Bitstream_JPEG* dcRefineBuf, ScanCoderState* refineCoder,
+                              int16_t* predictor, int32_t Al) {
+    const int32_t dc = block[0];
+    const int32_t shifted = dc >> Al;
+    const int32_t difference = shifted - *predictor;
+    *predictor = static_cast<int16_t>(shifted);
+
+    const int32_t size = magnitudeSize(static_cast<uint32_t>(std::abs(difference)));
+    packSymbol(*dcFirstBuf, counts, static_cast<uint32_t>(size));
+    packValue(*dcFirstBuf, static_cast<uint32_t>(difference < 0 ? difference - 1 : difference),
+              size);
+
+    int32_t added = 0;
+    velaWriteStreamBits_JPEG(dc, 1, dcRefineBuf->cursor, &added, &refineCoder->bits);
+    dcRefineBuf->cursor += added;
+    return ENC_STATUS_OK;
+}
+
+int32_t velaPackACFirst_JPEG(const int16_t* block, uint32_t* counts, Bitstream_JPEG* buf,
+                             ScanCoderState* coder, int32_t Ss, int32_t Se, int32_t Al) {
+    [[maybe_unused]] const uint8_t* const before = buf->cursor;
+    uint32_t run = 0;
+    for (int32_t k = Ss; k <= Se; k++) {
+        const int32_t value = block[kTransposedZigzag[static_cast<size_t>(k)]];
+        const uint32_t magnitude = static_cast<uint32_t>(std::abs(value)) >> Al;
+        if (magnitude == 0) {
+            run++;
+            continue;
+        }
+        packEobRun(*buf, counts, *coder);
+        for (; run >= 16; run -= 16)
+            packSymbol(*buf, counts, kSymbolZrl);
+        const int32_t size = magnitudeSize(magnitude);
+        packSymbol(*buf, counts, (run << 4) + static_cast<uint32_t>(size));
+        packValue(*buf, value < 0 ? ~magnitude : magnitude, size);
+        run = 0;
+    }
+    if (run > 0 && ++coder->eobRun == kMaxEobRun)
+        packFullEobRun(*buf, counts, *coder);
+    assert(buf->cursor - before <= kMaxAcFirstBytes);
+    return ENC_STATUS_OK;
+}
+
+int32_t velaPackACRefine_JPEG(const int16_t* block, uint32_t* counts, Bitstream_JPEG* buf,
+                              ScanCoderState* coder, int32_t Ss, int32_t Se, int32_t Al) {
+    [[maybe_unused]] const uint8_t* const before = buf->cursor;
+    uint32_t magnitudes[kBlockSamples];
+    int32_t lastNew = 0; // behind it the band holds no new coefficient: no zero run is written
+    for (int32_t k = Ss; k <= Se; k++) {
+        const int32_t value = block[kTransposedZigzag[static_cast<size_t>(k)]];
+        magnitudes[k] = static_cast<uint32_t>(std::abs(value)) >> Al;
+        if (magnitudes[k] == 1)
+            lastNew = k;
+    }
+
+    // The block's own correction bits are gathered behind those that are pending already. Once the
+    // pending ones are written, the next ones start at the buffer's beginning.
+    uint8_t* own = coder->correctionBits + coder->correctionCount;
+    int32_t ownCount = 0;
+    const auto packOwn = [&] {
+        packCorrectionBits(*buf, own, ownCount);
+        own = coder->correctionBits;
+        ownCount = 0;
+    };
+
+    uint32_t run = 0;
+    for (int32_t k = Ss; k <= Se; k++) {
+        if (magnitudes[k] == 0) {
+            run++;
+            continue;
+        }
+        for (; run > 15 && k <= lastNew; run -= 16) {
+            packPending(*buf, counts, *coder);
+            packSymbol(*buf, counts, kSymbolZrl);
+            packOwn();
+        }
+        if (magnitudes[k] > 1) {
+            own[ownCount++] = magnitudes[k] & 1;
+            continue;
+        }
+        packPending(*buf, counts, *coder);
+        packSymbol(*buf, counts, (run << 4) + 1);
+        packByte(*buf, block[kTransposedZigzag[static_cast<size_t>(k)]] > 0 ? 1 : 0);
+        packOwn();
+        run = 0;
+    }
+
+    if (run > 0 || ownCount > 0) {
+        coder->eobRun++;
+        coder->correctionCount += ownCount;
+        if (coder->correctionCount > kMaxPendingCorrections || coder->eobRun >= kMaxEobRun)
+            packPending(*buf, counts, *coder);
+    }
+    assert(buf->cursor - before <= kMaxAcRefineBytes);
+    return ENC_STATUS_OK;
+}
+
+} // namespace vela

@@ -1,0 +1,39 @@
+// What one block contributes to each scan (T.81 Annex G), as records of the packed symbol stream.
+// The buffers have room, the symbols are counted.
+#pragma once
+
+#include "state/encoder_state.h"
+
+namespace vela {
+
+/// The DC coefficient: its difference without the Al low bits, and bit 0 in final form. Returns 0.
+int32_t velaCoeffPack_DC_JPEG(const int16_t* block, uint32_t* counts, Bitstream_JPEG* dcFirstBuf,
+                              Bitstream_JPEG* dcRefineBuf, ScanCoderState* refineCoder,
+                              int16_t* predictor, int32_t Al);
+
+/// Zigzag coefficients Ss..Se without their Al low bits. Returns 0.
+int32_t velaPackACFirst_JPEG(const int16_t* block, uint32_t* counts, Bitstream_JPEG* buf,
+                             ScanCoderState* coder, int32_t Ss, int32_t Se, int32_t Al);
+
+/// Bit Al of zigzag coefficients Ss..Se, those that are 1 without lower bits being new. Returns 0.
+int32_t velaPackACRefine_JPEG(const int16_t* block, uint32_t* counts, Bitstream_JPEG* buf,
+                              ScanCoderState* coder, int32_t Ss, int32_t Se, int32_t Al);
+
+// Most bytes that a block adds to one buffer, everything pending before it and a restart marker
+// behind it included.
+// - AC first: the pending run; 63 coefficients of a symbol and two value bytes; at the end another
+//   run; the marker.
+// - AC refinement: the pending run with up to 961 correction bits (more are written at once); 31
+//   times a correction bit in a record of its own and a new coefficient, and one coefficient more
+//   (any other mixture is shorter); at the end a run with the block's own bits, of which there are
+//   at most 63; the marker.
+inline constexpr int32_t kEobRunBytes = 3;
+inline constexpr int32_t kMarkerBytes = 2;
+inline constexpr int32_t kMaxAcFirstBytes = kEobRunBytes + 63 * 3 + kEobRunBytes + kMarkerBytes;
+inline constexpr int32_t kMaxAcRefineBytes =
+    (kEobRunBytes + 3 + (961 + 7) / 8) + (31 * (3 + 2) + 2) + (kEobRunBytes + 2 + 8) + kMarkerBytes;
+
+/// Correction bits that may be pending when a block is begun, so that its own 63 fit behind them.
+inline constexpr int32_t kMaxPendingCorrections = 1024 - 63;
+
+} // namespace vela
