@@ -16,10 +16,12 @@ public:
     [[nodiscard]] Status beginRow() { return ENC_STATUS_OK; }
 
     [[nodiscard]] Status mcu(int32_t, int32_t) {
-        const Status status =
-            czFlushStreamBytes_JPEGENC(stream_, kMcuReserve, state_->flush, state_->flushContext);
-        if (status != ENC_STATUS_OK)
-            return status;
+        if (streamRoom(*stream_) < kMcuReserve) { // asked here, since there mostly is that room
+            const Status status = czFlushStreamBytes_JPEGENC(stream_, kMcuReserve, state_->flush,
+                                                             state_->flushContext);
+            if (status != ENC_STATUS_OK)
+                return status;
+        }
         return velaHuffmanEncode_BLS_JPEG(stream_, &state_->blockSpec, state_);
     }
 

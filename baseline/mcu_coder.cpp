@@ -10,52 +10,66 @@
 namespace vela {
 namespace {
 
-/// Codes block i to dst behind the bits of the stream's partial byte, which the byte at dst holds,
-/// and returns the bit position behind it.
-int32_t codeBlockTo(uint8_t* dst, const Bitstream_JPEG& stream, const BlockSpec& blocks, int32_t i,
-                    const EncoderState_JPEG& state) {
-    auto bitPosition = static_cast<int32_t>(stream.bitCount);
-    state.routines->encodeBlock(blocks.blockSamples[i], dst, &bitPosition, blocks.blockPredictor[i],
-                                blocks.blockDcTable[i], blocks.blockAcTable[i]);
-    return bitPosition;
-}
+constexpr int32_t kMaxMcuBytes = kMaxBlocksPerMcu * kMaxBlockBytes + kCoderSlack;
 
 void advance(Bitstream_JPEG* stream, int32_t bits) {
     stream->cursor += bits / 8;
     stream->bitCount = static_cast<uint32_t>(bits % 8);
 }
 
-/// Codes a block that may not fit the room that is left: aside first, then, with exactly the room
-/// it needs, into the output.
-Status codeBlockAside(Bitstream_JPEG* stream, const BlockSpec& blocks, int32_t i,
-                      const EncoderState_JPEG& state) {
-    uint8_t aside[kMaxBlockBytes];
-    if (stream->bitCount != 0)
-        aside[0] = *stream->cursor;
-    const int32_t bits = codeBlockTo(aside, *stream, blocks, i, state);
-    const int32_t bytes = (bits + 7) / 8;
-
-    const Status status =
-        czFlushStreamBytes_JPEGENC(stream, bytes, state.flush, state.flushContext);
-    if (status != ENC_STATUS_OK)
-        return status;
-    std::memcpy(stream->cursor, aside, static_cast<size_t>(bytes));
+/// Puts what was coded aside, behind the bits of a copy of the stream's partial byte, into the output.
+void putBack(Bitstream_JPEG* stream, const uint8_t* aside, int32_t bits) {
+    std::memcpy(stream->cursor, aside, static_cast<size_t>((bits + 7) / 8));
     advance(stream, bits);
-    return ENC_STATUS_OK;
+}
+
+/// Codes a block aside, makes exactly the room it needs, and puts it into the output.
+Status encodeBlockAside(Bitstream_JPEG* stream, const BlockSpec& blocks, int32_t i,
+                        const EncoderState_JPEG& state) {
+    uint8_t aside[kMaxBlockBytes];
+    aside[0] = stream->bitCount != 0 ? *stream->cursor : 0;
+    auto bits = static_cast<int32_t>(stream->bitCount);
+    veliEncodeHuffman8x8_Direct_JPEG_16s1u_C1(blocks.blockSamples[i], aside, &bits,
+                                              blocks.blockPredictor[i], blocks.blockDcTable[i],
+                                              blocks.blockAcTable[i]);
+    const Status status =
+        czFlushStreamBytes_JPEGENC(stream, (bits + 7) / 8, state.flush, state.flushContext);
+    if (status == ENC_STATUS_OK)
+        putBack(stream, aside, bits);
+    return status;
+}
+
+/// Codes an MCU where there is less room than it might need: aside, and if it does not fit after all,
+/// block by block.
+Status encodeMcuAside(Bitstream_JPEG* stream, const BlockSpec& blocks, EncoderState_JPEG* state) {
+    uint8_t aside[kMaxMcuBytes];
+    aside[0] = stream->bitCount != 0 ? *stream->cursor : 0;
+    int16_t predictors[kMaxComponents];
+    std::copy_n(state->dcPredictor, kMaxComponents, predictors);
+    const int32_t bits =
+        state->routines->encodeMcu(&blocks, aside, static_cast<int32_t>(stream->bitCount));
+    if (streamRoom(*stream) >= (bits + 7) / 8) {
+        putBack(stream, aside, bits);
+        return ENC_STATUS_OK;
+    }
+
+    std::copy_n(predictors, kMaxComponents, state->dcPredictor);
+    Status status = ENC_STATUS_OK;
+    for (int32_t i = 0; status == ENC_STATUS_OK && i < blocks.blockCount; i++)
+        status = encodeBlockAside(stream, blocks, i, *state);
+    return status;
 }
 
 } // namespace
 
 Status velaHuffmanEncode_BLS_JPEG(Bitstream_JPEG* stream, BlockSpec* blocks,
                                   EncoderState_JPEG* state) {
-    for (int32_t i = 0; i < blocks->blockCount; i++) {
-        if (streamRoom(*stream) >= kMaxBlockBytes) {
-            advance(stream, codeBlockTo(stream->cursor, *stream, *blocks, i, *state));
-            continue;
-        }
-        const Status status = codeBlockAside(stream, *blocks, i, *state);
-        if (status != ENC_STATUS_OK)
-            return status;
+    if (streamRoom(*stream) >= kMaxMcuBytes) {
+        advance(stream, state->routines->encodeMcu(blocks, stream->cursor,
+                                                   static_cast<int32_t>(stream->bitCount)));
+    } else if (const Status status = encodeMcuAside(stream, *blocks, state);
+               status != ENC_STATUS_OK) {
+        return status;
     }
 
     if (state->restartInterval > 0 && --state->restartCounter.mcusToGo == 0)

@@ -1,13 +1,12 @@
 #include "encode_job.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <cstring>
 #include <string>
 #include <vector>
 
 #include "failure.h"
 #include "frame.h"
+#include "host_memory.h"
 
 namespace cli {
 namespace {
@@ -26,8 +25,6 @@ uint32_t registerJob(EncodeJob* job) {
     return uint32_t(index) + 1;
 }
 
-constexpr size_t kAlignment = 64; // of every block, so that grow need not know what was asked for
-
 std::string explain(int32_t status, const EncoderParams_JPEG& params, int32_t bufferBytes) {
     switch (status) {
     case ENC_STATUS_NOMEM:
@@ -37,8 +34,7 @@ std::string explain(int32_t status, const EncoderParams_JPEG& params, int32_t bu
                    ? "the encoder refuses the frame, which --slice cannot reach by 32-bit seeks"
                    : "the encoder refuses the picture's size or layout";
     case ENC_STATUS_NOTSUPPORTED:
-        return params.mode == ENC_MODE_PROGRESSIVE ? "this build has no progressive encoding"
-                                                   : "this build does not support the format";
+        return "this build does not support the format";
     case ENC_STATUS_OUTPUT_FULL:
         return "an output buffer of " + std::to_string(bufferBytes) + " bytes is too small";
     default:
@@ -50,25 +46,6 @@ std::string explain(int32_t status, const EncoderParams_JPEG& params, int32_t bu
 
 struct Callbacks {
     static EncodeJob& job(uint32_t handle) { return *jobs[handle - 1]; }
-
-    static void allocate(void** out, uint32_t size, uint32_t alignment) {
-        *out = nullptr;
-        if (alignment <= kAlignment && posix_memalign(out, kAlignment, size) != 0)
-            *out = nullptr;
-    }
-
-    static void release(void** block) { std::free(*block); }
-
-    static int32_t grow(void** block, uint32_t oldSize, uint32_t newSize) {
-        void* larger = nullptr;
-        allocate(&larger, newSize, kAlignment);
-        if (larger == nullptr)
-            return -1;
-        std::memcpy(larger, *block, std::min(oldSize, newSize));
-        std::free(*block);
-        *block = larger;
-        return 0;
-    }
 
     static int32_t flush(uint8_t* start, uint32_t handle, int32_t usedBytes, uint32_t) {
         return job(handle).output_.write(start, size_t(usedBytes)) ? usedBytes : -1;
@@ -95,9 +72,8 @@ void EncodeJob::run(EncoderParams_JPEG params, const Picture_JPEG& picture, int3
     params.bufferMode = source_ ? ENC_BUFFER_SLICE : ENC_BUFFER_INTEGRATED;
     params.flushContext = handle_;
     params.sourceHandle = source_ ? handle_ : 0;
-    const CallbackTable_JPEG callbacks{nullptr,         Callbacks::allocate, Callbacks::release,
-                                       Callbacks::grow, Callbacks::flush,    Callbacks::seek,
-                                       Callbacks::read};
+    const CallbackTable_JPEG callbacks{nullptr,          allocateBlock,   releaseBlock,   growBlock,
+                                       Callbacks::flush, Callbacks::seek, Callbacks::read};
     const auto buffer = allocateBytes(uint64_t(bufferBytes));
     Bitstream_JPEG stream{buffer.get(), bufferBytes, nullptr, 0};
 

@@ -1,5 +1,6 @@
 #include "encoder/routine_choice.h"
 
+#include "encoder/cpu_features.h"
 #include "pixel/forward_dct.h"
 #include "progressive/block_packers.h"
 #include "state/color_format.h"
@@ -7,12 +8,9 @@
 
 namespace vela {
 
-constexpr RoutineTable kPlainRoutines = {
-    .name = "plain",
-    .transformMcu = velaTransformFwd_MCU_JPEG,
-    .encodeBlock = veliEncodeHuffman8x8_Direct_JPEG_16s1u_C1,
-    .packAcFirst = velaPackACFirst_JPEG,
-    .packAcRefine = velaPackACRefine_JPEG,
+namespace {
+
+constexpr InputRoutines kPlainInput = {
     .grey = _veliLevelShiftSub128_8x8_8u16s_C1,
     .packed = {{veliBGRToYCbCr444LS_MCU_8u16s_C3P3R, veliBGRToYCbCr422LS_MCU_8u16s_C3P3R,
                 veliBGRToYCbCr411LS_MCU_8u16s_C3P3R},
@@ -25,6 +23,17 @@ constexpr RoutineTable kPlainRoutines = {
                velaYCbCr411ToYCbCr411LS_MCU_8u16s_P3R_JPEG},
     .semiPlanar = {velaNV12ToYCbCr411LS_MCU_8u16s_P3R_JPEG,
                    velaNV21ToYCbCr411LS_MCU_8u16s_P3R_JPEG},
+};
+
+} // namespace
+
+constexpr RoutineTable kPlainRoutines = {
+    .name = "plain",
+    .requiredFeatures = 0,
+    .transformMcu = velaTransformFwd_MCU_JPEG,
+    .encodeMcu = encodeMcuBlocks,
+    .packAc = packAcBlock,
+    .input = &kPlainInput,
 };
 
 namespace {
@@ -47,15 +56,15 @@ void choosePlanar(ProcSpec* procSpec, uint32_t colorFormat, int32_t index,
                   const RoutineTable& routines) {
     switch (colorFormat) {
     case JPEG_CF_NV12:
-        procSpec->convertMcuPlanar = routines.semiPlanar[0];
+        procSpec->convertMcuPlanar = routines.input->semiPlanar[0];
         procSpec->convertMcuExpand = velaNV12ToYCbCr411ExpandLS_MCU_8u16s_P3R_JPEG;
         break;
     case JPEG_CF_NV21:
-        procSpec->convertMcuPlanar = routines.semiPlanar[1];
+        procSpec->convertMcuPlanar = routines.input->semiPlanar[1];
         procSpec->convertMcuExpand = velaNV21ToYCbCr411ExpandLS_MCU_8u16s_P3R_JPEG;
         break;
     default:
-        procSpec->convertMcuPlanar = routines.planar[index];
+        procSpec->convertMcuPlanar = routines.input->planar[index];
         procSpec->convertMcuExpand = kPlanarExpand[index];
     }
 }
@@ -65,21 +74,41 @@ void chooseSinglePlane(ProcSpec* procSpec, uint32_t colorFormat, int32_t index,
     switch (colorFormat) {
     case JPEG_CF_GRAY8:
         procSpec->copyExpand = veliCopyExpand_8u_C1;
-        procSpec->convertMcu = routines.grey;
+        procSpec->convertMcu = routines.input->grey;
         break;
     case JPEG_CF_BGR888:
         procSpec->copyExpand = veliCopyExpand_8u_C3;
-        procSpec->convertMcu = routines.packed[colorFormat][index];
+        procSpec->convertMcu = routines.input->packed[colorFormat][index];
         break;
     default:
         procSpec->copyExpand = veliCopyExpand_16u_C1;
-        procSpec->convertMcu = routines.packed[colorFormat][index];
+        procSpec->convertMcu = routines.input->packed[colorFormat][index];
     }
 }
 
 } // namespace
 
+std::span<const RoutineTable* const> routineTables() {
+    static constexpr const RoutineTable* kTables[] = {
+#ifdef VELA_X86_KERNELS
+        &kAvx512VbmiRoutines, &kAvx512Routines, &kAvx2Routines, &kSse41Routines,
+#endif
+#ifdef VELA_NEON_KERNELS
+        &kNeonRoutines,
+#endif
+        &kPlainRoutines,
+    };
+    return kTables;
+}
+
+bool canRun(const RoutineTable& routines) {
+    return (routines.requiredFeatures & ~cpuFeatures()) == 0;
+}
+
 const RoutineTable& routinesOfThisMachine() {
+    for (const RoutineTable* const routines : routineTables())
+        if (canRun(*routines))
+            return *routines;
     return kPlainRoutines;
 }
 

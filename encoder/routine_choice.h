@@ -1,13 +1,19 @@
 // Choice of the instruction set's kernels, and among them of the picture's input routines.
 #pragma once
 
+#include <span>
+
+#include "encoder/routine_tables.h"
 #include "state/encoder_state.h"
 #include "state/status.h"
 
 namespace vela {
 
-/// The plain kernels: the reference that every other table equals byte for byte.
-extern const RoutineTable kPlainRoutines;
+/// Every table of this build, best first; the last one is the plain one.
+std::span<const RoutineTable* const> routineTables();
+
+/// Whether this machine has the instructions that a table needs.
+bool canRun(const RoutineTable& routines);
 
 /// The best table that this machine can run.
 const RoutineTable& routinesOfThisMachine();

@@ -23,9 +23,17 @@ inline PlanePointers mcuCorner(const PlanePointers& top, const McuAdvance& advan
     return corner;
 }
 
-/// Fills the MCU block area from the MCU at corner, of which validWidth x validHeight pixels lie
-/// inside the picture.
-void convertMcu(const EncoderState_JPEG& state, const PlanePointers& corner, int32_t validWidth,
-                int32_t validHeight);
+/// Fills the MCU block area from the MCU at corner.
+inline void convertWholeMcu(const EncoderState_JPEG& state, const PlanePointers& corner) {
+    const BufSpec& buffers = state.bufSpec;
+    if (state.procSpec.convertMcu != nullptr)
+        state.procSpec.convertMcu(corner.plane[0], buffers.planeStep[0], buffers.compBlocks[0]);
+    else
+        state.procSpec.convertMcuPlanar(corner.plane, buffers.planeStep, buffers.compBlocks[0]);
+}
+
+/// The same with an MCU of which only validWidth x validHeight pixels lie inside the picture.
+void convertPartialMcu(const EncoderState_JPEG& state, const PlanePointers& corner,
+                       int32_t validWidth, int32_t validHeight);
 
 } // namespace vela

@@ -23,7 +23,11 @@ template <class RowSource, class Visitor>
         status = visitor.beginRow();
     for (int32_t column = mcu.startColumn; status == ENC_STATUS_OK && column < columns; column++) {
         const int32_t validWidth = column < mcu.mcusAcross ? mcu.mcuWidth : mcu.widthRemainder;
-        convertMcu(state, mcuCorner(top, advance, column), validWidth, validHeight);
+        const PlanePointers corner = mcuCorner(top, advance, column);
+        if (validWidth == mcu.mcuWidth && validHeight == mcu.mcuHeight)
+            convertWholeMcu(state, corner);
+        else
+            convertPartialMcu(state, corner, validWidth, validHeight);
         state.routines->transformMcu(&state.blockSpec);
         status = visitor.mcu(validWidth, validHeight);
     }

@@ -6,18 +6,28 @@ namespace vela {
 namespace {
 
 /// A symbol and the extra bits behind it: of the coefficient, or of the end-of-band run.
-void encodeSymbol(uint32_t symbol, PackedReader& in, ScanOutput& output,
+void encodeSymbol(uint32_t symbol, PackedReader& in, BitGatherer& gatherer,
                   const EncodeHuffmanSpec& table) {
-    output.putSymbol(table, symbol);
-    if (symbol == kSymbolZrl)
-        return;
     const uint32_t size = symbol & 15;
-    const auto bits = static_cast<int32_t>(size != 0 ? size : symbol >> 4);
-    if (bits > 0)
-        output.putBits(in.value(bits), bits);
+    const auto bits = static_cast<int32_t>(size != 0              ? size
+                                           : symbol == kSymbolZrl ? 0
+                                                                  : symbol >> 4);
+    putSymbol(gatherer, table, symbol, bits > 0 ? in.value(bits) : 0, bits);
 }
 
-Status encodeCorrectionBits(int32_t count, PackedReader& in, ScanOutput& output) {
+/// Short records are written between symbols: the reserve holds them.
+constexpr int32_t kMaxShortRecord = 0xFF;
+static_assert(2 * (kMaxShortRecord / 8 + 1) + kMaxSymbolBytes <= kUnitReserve);
+
+void encodeShortRecord(int32_t count, PackedReader& in, BitGatherer& gatherer) {
+    const int32_t inFirst = count % 8;
+    if (inFirst != 0)
+        gatherer.put(in.byte() & ((1u << inFirst) - 1), inFirst);
+    for (int32_t i = count / 8; i > 0; i--)
+        gatherer.put(in.byte(), 8);
+}
+
+Status encodeLongRecord(int32_t count, PackedReader& in, ScanOutput& output) {
     const Status status = output.makeRoomForBits(count);
     if (status != ENC_STATUS_OK)
         return status;
@@ -39,8 +49,15 @@ Status velaEncodeScanData_ACFirst_JPEG(Bitstream_JPEG* out, const Bitstream_JPEG
         const Status status = output.makeRoom();
         if (status != ENC_STATUS_OK)
             return status;
-        encodeSymbol(in.byte(), in, output, *acTable);
-        if (st->restartInterval > 0 && in.atMarker())
+        BitGatherer gatherer = output.gather();
+        int64_t symbols = output.unitsWithoutFlush(kMaxSymbolBytes);
+        bool marker = false;
+        for (; symbols > 0 && in.more() && !marker; symbols--) {
+            encodeSymbol(in.byte(), in, gatherer, *acTable);
+            marker = st->restartInterval > 0 && in.atMarker();
+        }
+        output.settle(gatherer);
+        if (marker)
             output.copyMarker(in);
     }
     output.finish();
@@ -59,17 +76,25 @@ Status velaEncodeScanData_ACRefine_JPEG(Bitstream_JPEG* out, const Bitstream_JPE
             output.copyMarker(in);
             continue;
         }
-        const uint32_t symbol = in.byte();
-        switch (symbol) {
-        case PACK_ESC_BITS8:
-            status = encodeCorrectionBits(in.value(8), in, output);
-            break;
-        case PACK_ESC_BITS16:
-            status = encodeCorrectionBits(in.value(16), in, output);
-            break;
-        default: // a new coefficient has one extra bit, its sign
-            encodeSymbol(symbol, in, output, *acTable);
+        BitGatherer gatherer = output.gather();
+        int64_t units = output.unitsWithoutFlush(kMaxSymbolBytes);
+        uint32_t symbol = 0;
+        while (units > 0 && in.more() && !in.atMarker()) {
+            symbol = in.byte();
+            if (symbol == PACK_ESC_BITS16)
+                break;
+            units--;
+            if (symbol == PACK_ESC_BITS8) {
+                const int32_t count = in.value(8);
+                encodeShortRecord(count, in, gatherer);
+                units -= count / 32 + 1;
+            } else { // a new coefficient has one extra bit, its sign
+                encodeSymbol(symbol, in, gatherer, *acTable);
+            }
         }
+        output.settle(gatherer);
+        if (symbol == PACK_ESC_BITS16)
+            status = encodeLongRecord(in.value(16), in, output);
         if (status != ENC_STATUS_OK)
             return status;
     }

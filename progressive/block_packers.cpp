@@ -4,30 +4,11 @@
 #include <cstdlib>
 
 #include "progressive/packed_stream.h"
+#include "progressive/record_writers.h"
 #include "state/zigzag.h"
 #include "stream/bit_writer.h"
 
 namespace vela {
-namespace {
-
-/// An end-of-band run of full length. Its value byte keeps the run's upper bit, which no reader
-/// uses.
-void packFullEobRun(Bitstream_JPEG& buffer, uint32_t* counts, ScanCoderState& coder) {
-    packSymbol(buffer, counts, 0xE0);
-    packByte(buffer, kMaxEobRun >> 8);
-    packByte(buffer, kMaxEobRun & 0xFF);
-    coder.eobRun = 0;
-}
-
-/// The pending end-of-band run and the correction bits that belong to its blocks.
-void packPending(Bitstream_JPEG& buffer, uint32_t* counts, ScanCoderState& coder) {
-    packEobRun(buffer, counts, coder);
-    packCorrectionBits(buffer, coder.correctionBits, coder.correctionCount);
-    coder.correctionCount = 0;
-}
-
-} // namespace
-
 int32_t velaCoeffPack_DC_JPEG(const int16_t* block, uint32_t* counts, Bitstream_JPEG* dcFirstBuf,
                               Bitstream_JPEG* dcRefineBuf, ScanCoderState* refineCoder,
                               int16_t* predictor, int32_t Al) {
@@ -124,6 +105,11 @@ int32_t velaPackACRefine_JPEG(const int16_t* block, uint32_t* counts, Bitstream_
     }
     assert(buf->cursor - before <= kMaxAcRefineBytes);
     return ENC_STATUS_OK;
+}
+
+void packAcBlock(const int16_t* block, const AcScan& first, const AcScan& refine) {
+    velaPackACFirst_JPEG(block, first.counts, first.buffer, first.coder, 1, 63, kFirstAl);
+    velaPackACRefine_JPEG(block, refine.counts, refine.buffer, refine.coder, 1, 63, kRefineAl);
 }
 
 } // namespace vela

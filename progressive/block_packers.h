@@ -6,6 +6,10 @@
 
 namespace vela {
 
+// Low bits that the first scan of a band leaves out, and its refinement
+inline constexpr int32_t kFirstAl = 1;
+inline constexpr int32_t kRefineAl = 0;
+
 /// The DC coefficient: its difference without the Al low bits, and bit 0 in final form. Returns 0.
 int32_t velaCoeffPack_DC_JPEG(const int16_t* block, uint32_t* counts, Bitstream_JPEG* dcFirstBuf,
                               Bitstream_JPEG* dcRefineBuf, ScanCoderState* refineCoder,
@@ -18,6 +22,9 @@ int32_t velaPackACFirst_JPEG(const int16_t* block, uint32_t* counts, Bitstream_J
 /// Bit Al of zigzag coefficients Ss..Se, those that are 1 without lower bits being new. Returns 0.
 int32_t velaPackACRefine_JPEG(const int16_t* block, uint32_t* counts, Bitstream_JPEG* buf,
                               ScanCoderState* coder, int32_t Ss, int32_t Se, int32_t Al);
+
+/// Both AC scans of a colour or grey script, as PackAc (state/routines.h) says.
+void packAcBlock(const int16_t* block, const AcScan& first, const AcScan& refine);
 
 // Most bytes that a block adds to one buffer, everything pending before it and a restart marker
 // behind it included.

@@ -12,10 +12,6 @@
 namespace vela {
 namespace {
 
-// The first scan of a band and its refinement both drop or add one bit.
-constexpr int32_t kFirstAl = 1;
-constexpr int32_t kRefineAl = 0;
-
 static_assert(kMaxAcFirstBytes == 197 && 2 * kMaxAcFirstBytes <= kScanBufferReserve);
 static_assert(kMaxAcRefineBytes == 299 && 2 * kMaxAcRefineBytes <= kScanBufferReserve);
 
@@ -23,11 +19,11 @@ void packAc(EncoderState_JPEG* st, const int16_t* samples, const BlockSpec& bloc
     const BlockScans& scan = blocks.blockScan[b];
     const BlockStats& stats = blocks.blockStats[b];
     const BlockCoders& coder = blocks.blockCoder[b];
-    st->routines->packAcFirst(samples, st->scanStats[stats.acFirst], &st->scanBuffer[scan.acFirst],
-                              st->scanCoder[coder.acFirst], 1, 63, kFirstAl);
-    st->routines->packAcRefine(samples, st->scanStats[stats.acRefine],
-                               &st->scanBuffer[scan.acRefine], st->scanCoder[coder.acRefine], 1, 63,
-                               kRefineAl);
+    st->routines->packAc(
+        samples,
+        {st->scanStats[stats.acFirst], &st->scanBuffer[scan.acFirst], st->scanCoder[coder.acFirst]},
+        {st->scanStats[stats.acRefine], &st->scanBuffer[scan.acRefine],
+         st->scanCoder[coder.acRefine]});
     if (st->restartInterval > 0)
         velaRestartBitstream_JPEG(st, scan.acFirst, scan.acRefine, 1);
 }

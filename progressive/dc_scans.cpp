@@ -10,11 +10,10 @@ namespace {
 /// 16 bits that a value has.
 constexpr uint32_t kMaxDifferenceSize = 16;
 
-void encodeDifference(PackedReader& in, ScanOutput& output, const EncodeHuffmanSpec& table) {
+void encodeDifference(PackedReader& in, BitGatherer& gatherer, const EncodeHuffmanSpec& table) {
     const uint32_t size = std::min(in.byte(), kMaxDifferenceSize);
-    output.putSymbol(table, size);
     const auto bits = static_cast<int32_t>(size);
-    output.putBits(in.value(bits), bits);
+    putSymbol(gatherer, table, size, in.value(bits), bits);
 }
 
 } // namespace
@@ -46,13 +45,21 @@ Status velaEncodeScanData_DCFirst_JPEG(Bitstream_JPEG* out, const Bitstream_JPEG
     PackedReader in(*scanBuf);
     ScanOutput output(out, st);
     const int32_t lumaBlocks = st->blockSpec.blockCount - st->blockSpec.chromaBlocks;
-    while (in.more()) { // an MCU: at most six times a code and a difference of 16 bits each
+    const int32_t blocks = st->blockSpec.blockCount;
+    while (in.more()) {
         const Status status = output.makeRoom();
         if (status != ENC_STATUS_OK)
             return status;
-        for (int32_t b = 0; b < st->blockSpec.blockCount; b++)
-            encodeDifference(in, output, *dcTables[b < lumaBlocks ? 0 : 1]);
-        if (st->restartInterval > 0 && in.atMarker())
+        BitGatherer gatherer = output.gather();
+        int64_t mcus = output.unitsWithoutFlush(kMaxBlocksPerMcu * kMaxSymbolBytes);
+        bool marker = false;
+        for (; mcus > 0 && in.more() && !marker; mcus--) {
+            for (int32_t b = 0; b < blocks; b++)
+                encodeDifference(in, gatherer, *dcTables[b < lumaBlocks ? 0 : 1]);
+            marker = st->restartInterval > 0 && in.atMarker();
+        }
+        output.settle(gatherer);
+        if (marker)
             output.copyMarker(in);
     }
     output.finish();

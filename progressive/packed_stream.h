@@ -20,14 +20,13 @@
 #include <array>
 #include <cstddef>
 
+#include "progressive/record_writers.h"
 #include "state/encoder_state.h"
 
 namespace vela {
 
-inline constexpr uint8_t kSymbolZrl = 0xF0;
 inline constexpr uint8_t PACK_ESC_BITS8 = 0xFE;
 inline constexpr uint8_t PACK_ESC_BITS16 = 0xFD;
-inline constexpr int32_t kMaxEobRun = 0x7FFF; // T.81 G.1.2.2: EOB14 with all extra bits 1
 
 /// Entry i: significant bits of i.
 inline constexpr std::array<uint8_t, 256> _csizetable1 = [] {
@@ -74,11 +73,5 @@ inline void packSymbol(Bitstream_JPEG& buffer, uint32_t* counts, uint32_t symbol
     counts[symbol]++;
     packByte(buffer, symbol);
 }
-
-/// The pending end-of-band run, if there is one.
-void packEobRun(Bitstream_JPEG& buffer, uint32_t* counts, ScanCoderState& coder);
-
-/// count correction bits (one per byte), if there are any.
-void packCorrectionBits(Bitstream_JPEG& buffer, const uint8_t* bits, int32_t count);
 
 } // namespace vela

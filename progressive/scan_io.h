@@ -10,6 +10,9 @@
 #include "stream/output_stream.h"
 
 namespace vela {
+namespace {
+#include "stream/bit_gatherer.inl"
+} // namespace
 
 /// Reads records; behind the end there are zeros.
 class PackedReader {
@@ -34,7 +37,8 @@ private:
     const uint8_t* end_;
 };
 
-/// Writes codes, bits and markers; room is made by the caller.
+/// Writes codes, bits and markers. Between units the pending bits, fewer than 32, stand in the state's
+/// bit writer; the bytes before them are in the output.
 class ScanOutput {
 public:
     ScanOutput(Bitstream_JPEG* out, EncoderState_JPEG* st)
@@ -52,15 +56,31 @@ public:
         return makeRoom(std::max(bytes, kUnitReserve));
     }
 
+    /// How many units of at most unitBytes each can be written until less than the reserve, which is
+    /// free now, would be: no flush is due before. At least one.
+    int64_t unitsWithoutFlush(int32_t unitBytes) const {
+        return (streamRoom(*out_) - kUnitReserve) / unitBytes + 1;
+    }
+
+    /// The bits move to a gatherer for some units, and back.
+    BitGatherer gather() const {
+        const int32_t held = bits_->bitsUsed;
+        const uint64_t pending = held == 0 ? 0 : bits_->bitAccumulator >> (32 - held);
+        return {out_->cursor, pending, 64 - held};
+    }
+    void settle(BitGatherer& gatherer) {
+        if (gatherer.free <= 32) // the bit writer would have stored a word
+            gatherer.storeBytes(4);
+        const int32_t held = 64 - gatherer.free;
+        out_->cursor = gatherer.out;
+        bits_->bitsUsed = held;
+        bits_->bitAccumulator = held == 0 ? 0 : static_cast<uint32_t>(gatherer.bits << (32 - held));
+    }
+
     void putBits(int32_t value, int32_t count) {
         int32_t added = 0;
         velaWriteStreamBits_JPEG(value, count, out_->cursor, &added, bits_);
         out_->cursor += added;
-    }
-
-    void putSymbol(const EncodeHuffmanSpec& table, uint32_t symbol) {
-        const uint32_t entry = table.entry[symbol];
-        putBits(static_cast<int32_t>(entry & 0xFFFF), static_cast<int32_t>(entry >> 16));
     }
 
     /// Completes the last byte with 1-bits.
@@ -82,5 +102,17 @@ private:
     EncoderState_JPEG* st_;
     BitWriterState* bits_;
 };
+
+/// A symbol's code with bits (0..16) extra bits behind it.
+inline void putSymbol(BitGatherer& gatherer, const EncodeHuffmanSpec& table, uint32_t symbol,
+                      int32_t value, int32_t bits) {
+    const uint32_t entry = table.entry[symbol];
+    const uint32_t extra = static_cast<uint32_t>(value) & ((1u << bits) - 1);
+    gatherer.put((uint64_t{entry & 0xFFFF} << bits) | extra,
+                 static_cast<int32_t>(entry >> 16) + bits);
+}
+
+// Bytes that up to 32 bits add at the most: one word of the bit writer, every byte of it stuffed.
+inline constexpr int32_t kMaxSymbolBytes = 2 * 4;
 
 } // namespace vela

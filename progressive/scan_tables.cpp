@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 
 #include "tables/huffman_tables.h"
 
@@ -14,17 +15,13 @@ constexpr int32_t kMaxLength = 16;
 constexpr int32_t kMaxLengthBefore = 32; // before the limit is applied
 constexpr uint32_t kMaxSum = 1000000000;
 
-/// The smallest non-zero count, of equal ones the last, leaving out one entry; -1 if there is none.
-int32_t smallestCount(const uint32_t* counts, int32_t leftOut) {
-    int32_t smallest = -1;
-    uint32_t least = kMaxSum;
-    for (int32_t i = 0; i < kEntries; i++) {
-        if (i != leftOut && counts[i] != 0 && counts[i] <= least) {
-            least = counts[i];
-            smallest = i;
-        }
-    }
-    return smallest;
+/// A branch to be merged: its count above the distance of its index from the last one, so that of two
+/// branches the rarer is the smaller key, and of equally rare ones the one with the higher index.
+uint64_t keyOf(uint32_t count, int32_t index) {
+    return (uint64_t{count} << 9) | static_cast<uint64_t>(kReserved - index);
+}
+int32_t indexOf(uint64_t key) {
+    return kReserved - static_cast<int32_t>(key & 0x1FF);
 }
 
 /// Makes every code on an entry's branch one bit longer, and returns the branch's last entry.
@@ -37,20 +34,31 @@ int32_t lengthenBranch(int32_t entry, int32_t* codesize, const int32_t* others) 
     return entry;
 }
 
-/// Figure K.1: merges the two rarest branches until one is left. Returns the longest code.
-int32_t findCodeSizes(uint32_t* counts, int32_t* codesize, int32_t* others) {
+/// Figure K.1: merges the two rarest branches until one is left, which a heap finds without looking at
+/// all of them each time. Returns the longest code.
+int32_t findCodeSizes(const uint32_t* counts, int32_t* codesize, int32_t* others) {
     std::fill_n(codesize, kEntries, 0);
     std::fill_n(others, kEntries, -1);
-    for (;;) {
-        const int32_t c1 = smallestCount(counts, -1);
-        const int32_t c2 = smallestCount(counts, c1);
-        if (c2 < 0)
-            return *std::max_element(codesize, codesize + kEntries);
-        counts[c1] += counts[c2];
-        counts[c2] = 0;
+    uint64_t heap[kEntries];
+    uint64_t* end = heap;
+    for (int32_t i = 0; i < kEntries; i++)
+        if (counts[i] != 0)
+            *end++ = keyOf(counts[i], i);
+    const auto rarestFirst = std::greater<uint64_t>();
+    std::make_heap(heap, end, rarestFirst);
+    while (end - heap > 1) {
+        std::pop_heap(heap, end, rarestFirst);
+        const uint64_t first = *--end;
+        std::pop_heap(heap, end, rarestFirst);
+        const uint64_t second = end[-1];
+        const int32_t c1 = indexOf(first);
+        const int32_t c2 = indexOf(second);
         others[lengthenBranch(c1, codesize, others)] = c2;
         lengthenBranch(c2, codesize, others);
+        end[-1] = keyOf(static_cast<uint32_t>((first >> 9) + (second >> 9)), c1);
+        std::push_heap(heap, end, rarestFirst);
     }
+    return *std::max_element(codesize, codesize + kEntries);
 }
 
 void halveCounts(uint32_t* counts) {
@@ -123,12 +131,8 @@ int32_t velaHuffmanTableSpecInit_JPEG_8u(uint32_t counts[257], int32_t codesize[
     counts[kReserved] = 1;
     while (sumOf(counts) > kMaxSum)
         halveCounts(counts);
-    uint32_t original[kEntries];
-    std::copy_n(counts, kEntries, original);
-    while (findCodeSizes(counts, codesize, others) > kMaxLengthBefore) {
-        halveCounts(original);
-        std::copy_n(original, kEntries, counts);
-    }
+    while (findCodeSizes(counts, codesize, others) > kMaxLengthBefore)
+        halveCounts(counts);
 
     // Counted in words: of 257 codes 256 may have one length, until the reserved one is dropped.
     int32_t codes[kMaxLengthBefore + 1] = {};

@@ -13,27 +13,40 @@ struct ScanCoderState;
 /// Transforms and quantizes the blocks of one MCU in place.
 using TransformMcu = void(BlockSpec* blocks);
 
-/// Codes one block into dst from bit *pBitPos on (veliEncodeHuffman8x8_Direct_JPEG_16s1u_C1).
-using EncodeBlock = int32_t(const int16_t* src, uint8_t* dst, int32_t* pBitPos, int16_t* pDcPred,
-                            const EncodeHuffmanSpec* dcTable, const EncodeHuffmanSpec* acTable);
+/// Codes the blocks of one MCU into dst from a bit position on, and returns the position behind them. The
+/// first byte holds the bits before it; those behind the last one become 0. dst has room for
+/// kMaxBlockBytes (tables/block_coder.h) per block and kCoderSlack more.
+using EncodeMcu = int32_t(const BlockSpec* blocks, uint8_t* dst, int32_t bitPosition);
+inline constexpr int32_t kCoderSlack = 8; // kernels may store eight bytes where one is needed
 
-/// Packs one block's AC contribution to a progressive scan (velaPackACFirst_JPEG,
-/// velaPackACRefine_JPEG).
-using PackAc = int32_t(const int16_t* block, uint32_t* counts, Bitstream_JPEG* buf,
-                       ScanCoderState* coder, int32_t Ss, int32_t Se, int32_t Al);
+/// Where an AC scan's records go.
+struct AcScan {
+    uint32_t* counts;
+    Bitstream_JPEG* buffer;
+    ScanCoderState* coder;
+};
+
+/// Packs one block's AC coefficients for their first scan, without their lowest bit, and for its
+/// refinement.
+using PackAc = void(const int16_t* block, const AcScan& first, const AcScan& refine);
+
+/// Input of whole MCUs.
+struct InputRoutines {
+    VelaConvertMcu* grey;
+    VelaConvertMcu* packed[3 /* BGR888, BGR555, BGR565 */][3 /* 4:4:4, 4:2:2, 4:2:0 */];
+    VelaConvertMcuPlanar* planar[3 /* 4:4:4, 4:2:2, 4:2:0 */];
+    VelaConvertMcuPlanar* semiPlanar[2 /* NV12, NV21 */];
+};
 
 /// One instruction set's kernels. Set-up picks a table once and the state points at it; nothing
 /// else in the library knows which one it was.
 struct RoutineTable {
     const char* name;
+    uint32_t requiredFeatures; // CpuFeature
     TransformMcu* transformMcu;
-    EncodeBlock* encodeBlock;
-    PackAc* packAcFirst;
-    PackAc* packAcRefine;
-    VelaConvertMcu* grey;
-    VelaConvertMcu* packed[3 /* BGR888, BGR555, BGR565 */][3 /* 4:4:4, 4:2:2, 4:2:0 */];
-    VelaConvertMcuPlanar* planar[3 /* 4:4:4, 4:2:2, 4:2:0 */];
-    VelaConvertMcuPlanar* semiPlanar[2 /* NV12, NV21 */];
+    EncodeMcu* encodeMcu;
+    PackAc* packAc;
+    const InputRoutines* input;
 };
 
 } // namespace vela

@@ -110,4 +110,12 @@ int32_t veliEncodeHuffman8x8_Direct_JPEG_16s1u_C1(const int16_t* src, uint8_t* d
     return ENC_STATUS_OK;
 }
 
+int32_t encodeMcuBlocks(const BlockSpec* blocks, uint8_t* dst, int32_t bitPosition) {
+    for (int32_t i = 0; i < blocks->blockCount; i++)
+        veliEncodeHuffman8x8_Direct_JPEG_16s1u_C1(blocks->blockSamples[i], dst, &bitPosition,
+                                                  blocks->blockPredictor[i],
+                                                  blocks->blockDcTable[i], blocks->blockAcTable[i]);
+    return bitPosition;
+}
+
 } // namespace vela

@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "support/host.h"
-#include "support/jpeg_reader.h"
+#include "support/jpeg_check.h"
 #include "support/samples.h"
 #include "support/textbook.h"
 #include "support/walk_coefficients.h"
@@ -25,11 +25,9 @@ bool inOwnGrid(const TestPicture& picture, const Component& component, size_t bl
            y < blocks(picture.height(), picture.format().v(), component.v);
 }
 
-/// libjpeg reads in the stream exactly what the encoder has put there.
-void expectDecodes(const std::vector<uint8_t>& jpeg, const EncoderParams_JPEG& params,
-                   const TestPicture& picture) {
-    const DecodedJpeg decoded = readCoefficients(jpeg);
-    ASSERT_EQ(decoded.error, "") << describe(picture);
+/// What was read is exactly what the encoder has put there.
+void expectOurs(const DecodedJpeg& decoded, const EncoderParams_JPEG& params,
+                const TestPicture& picture) {
     ASSERT_EQ(decoded.width, picture.width());
     ASSERT_EQ(decoded.height, picture.height());
     ASSERT_EQ(decoded.progressive, params.mode == ENC_MODE_PROGRESSIVE);
@@ -49,6 +47,12 @@ void expectDecodes(const std::vector<uint8_t>& jpeg, const EncoderParams_JPEG& p
                 << describe(picture) << " component " << k << " block " << b;
         }
     }
+}
+
+void expectDecodes(const std::vector<uint8_t>& jpeg, const EncoderParams_JPEG& params,
+                   const TestPicture& picture) {
+    expectReads(jpeg, describe(picture),
+                [&](const DecodedJpeg& decoded) { expectOurs(decoded, params, picture); });
 }
 
 std::vector<uint8_t> encodeSlice(EncoderParams_JPEG params, const TestPicture& picture,

@@ -12,7 +12,7 @@
 #include "progressive/scan_encoders.h"
 #include "progressive/scan_tables.h"
 #include "support/host.h"
-#include "support/jpeg_reader.h"
+#include "support/jpeg_check.h"
 #include "tables/default_tables.h"
 #include "tables/huffman_tables.h"
 
@@ -368,7 +368,7 @@ TEST(ScanScript, OrderTablesAndParameters) {
 TEST(ScanBuffersOfAPicture, CorrectionBitsThatLookLikeAMarkerStay) {
     const test::Format grey = test::kFormats[12];
     int found = 0;
-    for (uint32_t seed = 0; seed < 60000 && found < 1; seed++) {
+    for (uint32_t seed = 46000; seed < 60000 && found < 1; seed++) {
         const test::TestPicture picture(grey, 8, 8, test::Content::noise, seed);
         const EncoderParams_JPEG p =
             test::params(grey, 97, 50, ENC_BUFFER_INTEGRATED, ENC_MODE_PROGRESSIVE);
@@ -383,12 +383,13 @@ TEST(ScanBuffersOfAPicture, CorrectionBitsThatLookLikeAMarkerStay) {
         const uint8_t* const end = state->scanBuffer[3].cursor; // AC refinement
         if (end[-2] == 0xFF && end[-1] >= 0xD0 && end[-1] <= 0xD7) {
             found++;
-            const test::DecodedJpeg decoded =
-                test::readCoefficients(Bytes(stream.start, stream.cursor));
-            ASSERT_EQ(decoded.error, "");
             const int16_t* const block = state->blockSpec.blockSamples[0];
-            for (size_t i = 0; i < 64; i++)
-                ASSERT_EQ(decoded.components[0].blocks[0][i], block[8 * (i % 8) + i / 8]);
+            const auto expectBlock = [&](const test::DecodedJpeg& decoded) {
+                for (size_t i = 0; i < 64; i++)
+                    ASSERT_EQ(decoded.components[0].blocks[0][i], block[8 * (i % 8) + i / 8]);
+            };
+            test::expectReads(Bytes(stream.start, stream.cursor), test::describe(picture),
+                              expectBlock);
         }
         EncoderFree_JPEG(&state);
     }

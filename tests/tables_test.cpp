@@ -8,7 +8,9 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#ifdef VELA_TEST_LIBJPEG
 #include <jpeglib.h>
+#endif
 
 #include "stream/markers.h"
 #include "support/guarded.h"
@@ -16,25 +18,6 @@
 #include "vela/primitives.h"
 
 namespace {
-
-/// A libjpeg encoder, for the tables of Annex K that it carries.
-class LibjpegTables {
-public:
-    LibjpegTables() {
-        info.err = jpeg_std_error(&errors_);
-        jpeg_create_compress(&info);
-        info.input_components = 3;
-        info.in_color_space = JCS_RGB;
-        jpeg_set_defaults(&info);
-        jpeg_set_linear_quality(&info, 100, TRUE); // the base tables themselves
-    }
-    ~LibjpegTables() { jpeg_destroy_compress(&info); }
-
-    jpeg_compress_struct info{};
-
-private:
-    jpeg_error_mgr errors_;
-};
 
 std::string codeOf(uint32_t entry) {
     std::string bits;
@@ -59,6 +42,27 @@ void expectDecodable(const uint32_t* entries, size_t count) {
     }
 }
 
+#ifdef VELA_TEST_LIBJPEG
+
+/// A libjpeg encoder, for the tables of Annex K that it carries.
+class LibjpegTables {
+public:
+    LibjpegTables() {
+        info.err = jpeg_std_error(&errors_);
+        jpeg_create_compress(&info);
+        info.input_components = 3;
+        info.in_color_space = JCS_RGB;
+        jpeg_set_defaults(&info);
+        jpeg_set_linear_quality(&info, 100, TRUE); // the base tables themselves
+    }
+    ~LibjpegTables() { jpeg_destroy_compress(&info); }
+
+    jpeg_compress_struct info{};
+
+private:
+    jpeg_error_mgr errors_;
+};
+
 void expectSame(const JHUFF_TBL* theirs, const uint8_t* bits, const uint8_t* vals, size_t count) {
     EXPECT_EQ(std::memcmp(theirs->bits + 1, bits, 16), 0);
     EXPECT_EQ(std::memcmp(theirs->huffval, vals, count), 0);
@@ -78,6 +82,8 @@ TEST(DefaultTables, AreThoseOfAnnexK) {
     expectSame(ac[0], _DefLumACHuffBits_JPEGENC, _DefLumACHuffValues_JPEGENC, 162);
     expectSame(ac[1], _DefChromACHuffBits_JPEGENC, _DefChromACHuffValues_JPEGENC, 162);
 }
+
+#endif
 
 TEST(DefaultTables, CodesAreThoseThatAnnexKPrints) {
     using namespace vela;

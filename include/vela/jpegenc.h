@@ -167,8 +167,9 @@ typedef struct Picture_JPEG {
  * The output stream: a buffer of the host's. The host fills start and size; the library sets the
  * rest and keeps it up to date. After Encode_JPEG has returned ENC_STATUS_OK the bytes from start
  * up to cursor are the part of the JPEG stream that has not been handed to flush: there is no final
- * flush call. Baseline encoding needs a buffer of at least 768 bytes, progressive encoding one of
- * at least 264; less gives ENC_STATUS_OUTPUT_FULL.
+ * flush call. Baseline encoding needs a buffer of at least 768 bytes, or gives
+ * ENC_STATUS_OUTPUT_FULL; for progressive encoding 264 bytes are always enough, provided that flush
+ * takes all it is offered.
  */
 typedef struct Bitstream_JPEG {
     uint8_t* start;    /* first byte of the buffer; no alignment is needed */
@@ -195,7 +196,8 @@ typedef struct CallbackTable_JPEG {
 
     /* Enlarges the block of oldSize bytes that *inout holds to newSize bytes, keeps its contents,
      * and stores its possibly new address (aligned as the block was) into *inout. Returns 0, or any
-     * other value on failure, which leaves the block as it was. Required in progressive mode, not
+     * other value on failure, which leaves the block as it was. Steps are 1 or 4 KiB: a host whose
+     * blocks move takes more than it is asked for when one does. Required in progressive mode, not
      * called otherwise. */
     int32_t (*grow)(void** inout, uint32_t oldSize, uint32_t newSize);
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <ostream>
 #include <random>
 #include <string>
 #include <vector>
@@ -25,6 +26,11 @@ struct Format {
     int h() const { return code != 12 && subsampling != 0 ? 2 : 1; } // luminance sampling factors
     int v() const { return code != 12 && subsampling == 3 ? 2 : 1; }
 };
+
+/// How GoogleTest prints a parameter.
+inline void PrintTo(const Format& format, std::ostream* out) {
+    *out << format.name;
+}
 
 inline constexpr Format kFormats[] = {
     {"bgr888_444", 0, 0}, {"bgr888_422", 0, 1}, {"bgr888_420", 0, 3}, {"bgr555_444", 1, 0},

@@ -1,0 +1,66 @@
+#include "bench/kernel_inputs.h"
+
+#include <algorithm>
+
+#include "bench/formats.h"
+#include "cli/failure.h"
+#include "cli/host_memory.h"
+#include "encoder/setup.h"
+
+namespace bench {
+namespace {
+
+int32_t discard(uint8_t*, uint32_t, int32_t usedBytes, uint32_t) {
+    return usedBytes;
+}
+
+} // namespace
+
+KernelInputs::KernelInputs(uint32_t quality, const vela::RoutineTable& routines) {
+    const FormatPicture picture(*findFormat("bgr888-420"),
+                                makePhotoTexture(kInputWidth, kInputHeight));
+    EncoderParams_JPEG params{};
+    params.quality = quality;
+    params.mode = ENC_MODE_BASELINE;
+    params.subsampling = ENC_SUBSAMPLE_420;
+    params.bufferMode = ENC_BUFFER_INTEGRATED;
+    const Picture_JPEG record = picture.record();
+    const CallbackTable_JPEG callbacks{
+        nullptr, cli::allocateBlock, cli::releaseBlock, cli::growBlock, discard, nullptr, nullptr};
+    uint8_t buffer[2048];
+    Bitstream_JPEG header{buffer, sizeof buffer, nullptr, 0};
+    if (vela::initEncoder(&params, &record, &header, &callbacks, &state_, routines) !=
+        ENC_STATUS_OK)
+        throw cli::Failure("the encoder cannot be set up");
+
+    for (int32_t y = 0; y < kInputHeight; y += 16)
+        for (int32_t x = 0; x < kInputWidth; x += 16) {
+            const uint8_t* const corner = record.plane[0] + record.step[0] * y + 3 * x;
+            state_->procSpec.convertMcu(corner, record.step[0], state_->bufSpec.compBlocks[0]);
+            const vela::BlockSpec& mcu = blocks();
+            for (int32_t i = 0; i < mcu.blockCount; i++)
+                samples_.insert(samples_.end(), mcu.blockSamples[i],
+                                mcu.blockSamples[i] + vela::kBlockSamples);
+            routines.transformMcu(&blocks());
+            for (int32_t i = 0; i < mcu.blockCount; i++)
+                coefficients_.insert(coefficients_.end(), mcu.blockSamples[i],
+                                     mcu.blockSamples[i] + vela::kBlockSamples);
+        }
+    coded_.assign(mcus(), blocks());
+    for (size_t mcu = 0; mcu < mcus(); mcu++)
+        for (int32_t i = 0; i < blocks().blockCount; i++)
+            coded_[mcu].blockSamples[i] =
+                coefficients_.data() + mcu * kMcuElements + i * vela::kBlockSamples;
+}
+
+KernelInputs::~KernelInputs() {
+    EncoderFree_JPEG(&state_);
+}
+
+void KernelInputs::putSamples(size_t mcu) {
+    const int16_t* from = samples_.data() + mcu * kMcuElements;
+    for (int32_t i = 0; i < blocks().blockCount; i++, from += vela::kBlockSamples)
+        std::copy_n(from, vela::kBlockSamples, blocks().blockSamples[i]);
+}
+
+} // namespace bench

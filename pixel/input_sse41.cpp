@@ -1,0 +1,29 @@
+#include <immintrin.h>
+
+#include <cstddef>
+
+#include "pixel/x86_kernels.h"
+
+namespace {
+
+#include "pixel/packed_input_lanes.inl"
+
+#include "pixel/packed_input_x86.h"
+
+#include "pixel/planar_input_x86.h"
+
+} // namespace
+
+namespace vela {
+
+constexpr InputRoutines kInputSse41 = {
+    .grey = convertGrey,
+    .packed = {{convert444<Bgr888, Row128>, convert422<Bgr888, Row128>, convert420<Bgr888, Row128>},
+               {convert444<Bgr555, Row128>, convert422<Bgr555, Row128>, convert420<Bgr555, Row128>},
+               {convert444<Bgr565, Row128>, convert422<Bgr565, Row128>,
+                convert420<Bgr565, Row128>}},
+    .planar = {convertPlanar444, convertPlanarHalved<8>, convertPlanarHalved<16>},
+    .semiPlanar = {convertSemiPlanar<1, 2>, convertSemiPlanar<2, 1>},
+};
+
+} // namespace vela

@@ -1,0 +1,12 @@
+// The x86 kernels of pixel/, per instruction set. Each gives the bytes of the plain one.
+#pragma once
+
+#include "state/routines.h"
+
+namespace vela {
+
+TransformMcu transformMcuSse41, transformMcuAvx2, transformMcuAvx512;
+
+extern const InputRoutines kInputSse41, kInputAvx2;
+
+} // namespace vela

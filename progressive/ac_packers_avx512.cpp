@@ -1,0 +1,22 @@
+#include <immintrin.h>
+
+#include "progressive/block_packers.h"
+#include "progressive/record_writers.h"
+#include "progressive/x86_kernels.h"
+#include "state/zigzag.h"
+
+namespace {
+
+#include "tables/zigzag_scan_x86.h"
+
+#include "progressive/ac_packers_lanes.inl"
+
+} // namespace
+
+namespace vela {
+
+void packAcAvx512(const int16_t* block, const AcScan& first, const AcScan& refine) {
+    packAc<Scan512>(block, first, refine);
+}
+
+} // namespace vela

@@ -1,0 +1,40 @@
+# Shared by encode.sh and test.sh, which source it.
+# shellcheck shell=bash
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+
+say() { echo "== $*" >&2; }
+die() {
+    echo "${0##*/}: $*" >&2
+    exit 1
+}
+
+# PACKAGE...: installs those that this Debian does not have yet.
+require_packages() {
+    local package missing=() as_root=()
+    if ! command -v apt-get >/dev/null; then
+        say "no apt-get here; what Debian calls $* has to be there already"
+        return
+    fi
+    for package; do
+        [[ $(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null) == installed ]] ||
+            missing+=("$package")
+    done
+    ((${#missing[@]})) || return 0
+    if ((EUID)); then
+        command -v sudo >/dev/null || die "as root, please: apt-get update && apt-get install ${missing[*]}"
+        as_root=(sudo)
+    fi
+    say "installing ${missing[*]}"
+    as_root+=(env DEBIAN_FRONTEND=noninteractive apt-get -qq)
+    "${as_root[@]}" update || say "apt-get update failed; trying with the lists as they are"
+    "${as_root[@]}" install -y --no-install-recommends "${missing[@]}" </dev/null >/dev/null
+}
+
+# The C and C++ sources, by their paths from the top.
+sources() {
+    (cd "$root" && find -- * -name 'build*' -prune -o -regex '.*\.\(cpp\|h\|c\|inl\)' -print)
+}
+
+# shellcheck disable=SC2034 # used by the scripts
+build_packages=(g++ cmake ninja-build libcli11-dev libpng-dev)

@@ -1,0 +1,27 @@
+#!/bin/bash
+# Usage: scripts/test.sh
+# Builds and runs every test, installing first what that needs and this machine lacks: optimised
+# with GCC, then with Clang under AddressSanitizer and UndefinedBehaviorSanitizer, where a fuzzer
+# runs for 20 seconds as well. Warnings are errors in both builds.
+set -euo pipefail
+source "$(dirname "$0")/common.sh"
+cd "$root"
+
+require_packages "${build_packages[@]}" clang clang-format libclang-rt-dev llvm \
+    libgtest-dev libjpeg-dev libjpeg-turbo-progs netpbm perl pkg-config
+
+passed=0 failed=0
+for preset in release asan; do
+    say "$preset: build"
+    cmake --preset "$preset"
+    cmake --build --preset "$preset"
+    say "$preset: tests"
+    results=build/$preset/results.txt
+    ctest --preset "$preset" --parallel "$(nproc)" --no-tests=error | tee "$results" || true
+    # The line "98% tests passed, 2 tests failed out of 100"; without it nothing was counted.
+    read -r bad all < <(sed -nE 's/.* ([0-9]+) tests? failed out of ([0-9]+)$/\1 \2/p' "$results") ||
+        die "$preset: ctest came to no result"
+    ((failed += bad, passed += all - bad)) || true
+done
+echo "$passed passed, $failed failed"
+((failed == 0))

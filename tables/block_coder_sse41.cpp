@@ -1,0 +1,23 @@
+#include <immintrin.h>
+
+#include "state/encoder_state.h"
+#include "state/zigzag.h"
+#include "tables/x86_kernels.h"
+
+namespace {
+
+#include "tables/zigzag_scan_x86.h"
+
+#include "stream/bit_gatherer.inl"
+
+#include "tables/block_coder_lanes.inl"
+
+} // namespace
+
+namespace vela {
+
+int32_t encodeMcuSse41(const BlockSpec* blocks, uint8_t* dst, int32_t bitPosition) {
+    return encodeMcu<Scan128>(blocks, dst, bitPosition);
+}
+
+} // namespace vela

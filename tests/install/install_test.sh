@@ -1,0 +1,47 @@
+#!/bin/bash
+# Usage: install_test.sh BUILD
+# Installs BUILD into a scratch folder and there does what README.md says: builds its programs
+# against the installed tree, through find_package and through pkg-config, and runs its commands.
+set -euo pipefail
+build=$(realpath "$1")
+readme=$(realpath "$(dirname "$0")/../../README.md")
+tmp=$(mktemp -d)
+trap 'rm -rf "$tmp"' EXIT
+
+block() { awk -v start="\`\`\`$1" '$0 == "```" {on = 0} on {print} $0 == start {on = 1}' "$readme"; }
+decoded() { # FILE WIDTH HEIGHT: decodes without a warning, and removes it
+    djpeg -strict -pnm "$1" >decoded.ppm
+    grep -qax "$2 $3" decoded.ppm
+    rm "$1"
+}
+
+cmake --install "$build" --prefix "$tmp/prefix" >/dev/null
+PKG_CONFIG_PATH=$(dirname "$(find "$tmp/prefix" -name velajpeg.pc)")
+LD_LIBRARY_PATH=$(dirname "$PKG_CONFIG_PATH")
+export PKG_CONFIG_PATH CMAKE_PREFIX_PATH=$tmp/prefix PATH=$tmp/prefix/bin:$PATH
+mkdir "$tmp/work"
+cd "$tmp/work"
+block c >gradient.c
+block cpp >frame.cpp
+block cmake >CMakeLists.txt
+block sh >commands
+set -x
+
+export CFLAGS='-std=c99 -Wall -Wextra -Wpedantic -Werror'
+export CXXFLAGS='-std=c++17 -Wall -Wextra -Wpedantic -Werror'
+cmake -B build -G Ninja
+cmake --build build
+(cd build && ./gradient && ./frame)
+decoded build/gradient.jpg 200 120
+decoded build/frame-from-cpp.jpg 320 240
+
+ppmmake '#4080c0' 90 70 | pnmtopng >photo.png
+head -c $((640 * 480 * 3 / 2)) /dev/zero >frame.nv12
+bash -euxo pipefail commands
+export LD_LIBRARY_PATH
+./gradient && ./frame
+decoded gradient.jpg 200 120
+decoded frame-from-cpp.jpg 320 240
+decoded photo.jpg 90 70
+decoded frame.jpg 640 480
+decoded demo.jpg 1920 1080

@@ -1,0 +1,248 @@
+// Every kernel of every instruction set that this machine has, against the plain one: same results from
+// realistic and from extreme input, nothing written but the output, nothing read but the input.
+#include <cstring>
+#include <random>
+
+#include <gtest/gtest.h>
+
+#include "encoder/routine_choice.h"
+#include "support/guarded.h"
+#include "support/picture.h"
+#include "tables/block_coder.h"
+#include "tables/default_tables.h"
+
+namespace vela {
+
+void PrintTo(const RoutineTable* routines, std::ostream* out);
+void PrintTo(const RoutineTable* routines, std::ostream* out) {
+    *out << routines->name;
+}
+
+} // namespace vela
+
+namespace {
+
+using namespace vela;
+using test::Guarded;
+
+class Kernels : public testing::TestWithParam<const RoutineTable*> {
+protected:
+    void SetUp() override {
+        if (!canRun(*GetParam()))
+            GTEST_SKIP() << "this machine has no " << GetParam()->name;
+    }
+};
+
+/// An MCU's blocks, each in memory of its own, with tables for luminance and chrominance.
+struct Mcu {
+    Guarded memory[kMaxBlocksPerMcu];
+    int16_t predictors[3] = {};
+    uint16_t reciprocals[2][64];
+    EncodeHuffmanSpec dcTables[2] = {};
+    BlockSpec blocks{};
+
+    Mcu(int32_t count, int32_t quality) {
+        blocks.blockCount = count;
+        const int16_t* const bases[2] = {_DefLumQuantTable_JPEGENC, _DefChromQuantTable_JPEGENC};
+        for (int t = 0; t < 2; t++) {
+            uint8_t q[64];
+            czBuildEnQuantTable(velaCalcQuantQualityFactor_JPEG(quality), bases[t], q);
+            veliDCTQuantFwdTableInit_JPEGENC_8u16u(q, reciprocals[t]);
+        }
+        std::copy(DCLunmaTable.begin(), DCLunmaTable.end(), dcTables[0].entry);
+        std::copy(DCChromaTable.begin(), DCChromaTable.end(), dcTables[1].entry);
+        for (int32_t i = 0; i < count; i++) {
+            const int component = i < count - 2 || count == 1 ? 0 : i - (count - 3);
+            const int t = component == 0 ? 0 : 1;
+            memory[i] = Guarded(128, 2);
+            blocks.blockSamples[i] = reinterpret_cast<int16_t*>(memory[i].data());
+            blocks.blockPredictor[i] = &predictors[component];
+            blocks.blockDcTable[i] = &dcTables[t];
+            blocks.blockAcTable[i] = t == 0 ? &ACLunmaTable : &ACChromaTable;
+            blocks.blockQuant[i] = reinterpret_cast<const int16_t*>(reciprocals[t]);
+        }
+    }
+
+    void copyFrom(const Mcu& other) {
+        for (int32_t i = 0; i < blocks.blockCount; i++)
+            std::memcpy(memory[i].data(), other.memory[i].data(), 128);
+        std::memcpy(predictors, other.predictors, sizeof predictors);
+    }
+    bool equals(const Mcu& other) const {
+        for (int32_t i = 0; i < blocks.blockCount; i++)
+            if (std::memcmp(memory[i].data(), other.memory[i].data(), 128) != 0)
+                return false;
+        return std::equal(predictors, predictors + 3, other.predictors);
+    }
+    bool intact() {
+        return std::all_of(memory, memory + blocks.blockCount,
+                           [](Guarded& block) { return block.intact(); });
+    }
+};
+
+/// Level-shifted samples: flat, noise of some amplitude, or the two extremes.
+void fillSamples(Mcu& mcu, std::mt19937& random) {
+    const auto kind = random() % 3;
+    const int amplitude = 1 << (random() % 8);
+    for (int32_t i = 0; i < mcu.blocks.blockCount; i++) {
+        const int level = static_cast<int>(random() % 200) - 100;
+        for (int k = 0; k < 64; k++) {
+            const int noise = static_cast<int>(random() % 256) % amplitude;
+            mcu.blocks.blockSamples[i][k] = static_cast<int16_t>(
+                kind == 0 ? (random() % 2 == 0 ? -128 : 127) : std::min(level + noise, 127));
+        }
+    }
+}
+
+/// Quantized coefficients, from none to all of them, of sizes from one bit to all.
+void fillCoefficients(Mcu& mcu, std::mt19937& random) {
+    const auto density = 1 + random() % 64;
+    const auto bits = 1 + random() % 10;
+    for (int32_t i = 0; i < mcu.blocks.blockCount; i++) {
+        for (int k = 0; k < 64; k++) {
+            const int magnitude = static_cast<int>(random() % (1u << bits));
+            const bool zero = random() % 64 >= density || random() % 8 == 0;
+            mcu.blocks.blockSamples[i][k] = static_cast<int16_t>(zero                ? 0
+                                                                 : random() % 2 == 0 ? magnitude
+                                                                                     : -magnitude);
+        }
+    }
+}
+
+constexpr int32_t kBlockCounts[] = {1, 3, 4, 6};
+
+TEST_P(Kernels, Transform) {
+    std::mt19937 random(1);
+    for (int round = 0; round < 4000; round++) {
+        const int32_t count = kBlockCounts[round % 4];
+        Mcu plain(count, round % 101), other(count, round % 101);
+        fillSamples(plain, random);
+        other.copyFrom(plain);
+        kPlainRoutines.transformMcu(&plain.blocks);
+        GetParam()->transformMcu(&other.blocks);
+        ASSERT_TRUE(other.equals(plain)) << "seed 1, round " << round;
+        ASSERT_TRUE(other.intact());
+    }
+}
+
+TEST_P(Kernels, EncodeMcu) {
+    std::mt19937 random(2);
+    for (int round = 0; round < 6000; round++) {
+        const int32_t count = kBlockCounts[round % 4];
+        Mcu plain(count, 50), other(count, 50);
+        fillCoefficients(plain, random);
+        for (int16_t& predictor : plain.predictors)
+            predictor = static_cast<int16_t>(random() % 2048 - 1024);
+        other.copyFrom(plain);
+        const size_t size = static_cast<size_t>(count * kMaxBlockBytes + kCoderSlack);
+        Guarded expected(size), actual(size);
+        const auto start = static_cast<int32_t>(random() % 8);
+        const auto pending = static_cast<uint8_t>(start == 0 ? 0 : random() << (8 - start));
+        expected.data()[0] = pending;
+        actual.data()[0] = pending;
+        const int32_t bits = kPlainRoutines.encodeMcu(&plain.blocks, expected.data(), start);
+        ASSERT_EQ(GetParam()->encodeMcu(&other.blocks, actual.data(), start), bits)
+            << "seed 2, round " << round;
+        const auto bytes = static_cast<size_t>(bits + 7) / 8;
+        ASSERT_EQ(std::memcmp(expected.data(), actual.data(), bytes), 0)
+            << "seed 2, round " << round;
+        ASSERT_TRUE(other.equals(plain)) << "seed 2, round " << round;
+        ASSERT_TRUE(actual.intact() && other.intact());
+    }
+}
+
+TEST_P(Kernels, Input) {
+    for (const test::Format& format : test::kFormats) {
+        for (uint32_t seed = 0; seed < 40; seed++) {
+            const auto content = seed % 2 == 0 ? test::Content::noise : test::Content::extremes;
+            const test::TestPicture picture(format, 8 * format.h(), 8 * format.v(), content, seed,
+                                            static_cast<int>(seed % 4),
+                                            seed % 3 == 0 && format.planes() == 1);
+            const Picture_JPEG record = picture.record();
+            const int32_t count = format.code == JPEG_CF_GRAY8 ? 1 : format.h() * format.v() + 2;
+            Guarded areas[2][3];
+            for (int side = 0; side < 2; side++) {
+                const InputRoutines& routines = *(side == 0 ? kPlainRoutines : *GetParam()).input;
+                int16_t* dst[3] = {};
+                for (int k = 0; k < format.components(); k++) {
+                    const int blocks = k == 0 ? std::max(count - 2, 1) : 1;
+                    areas[side][k] = Guarded(static_cast<size_t>(128 * blocks), 2);
+                    dst[k] = reinterpret_cast<int16_t*>(areas[side][k].data());
+                }
+                const int index = format.h() + format.v() - 2;
+                if (format.code == JPEG_CF_GRAY8)
+                    routines.grey(record.plane[0], record.step[0], dst);
+                else if (format.planes() == 1)
+                    routines.packed[format.code][index](record.plane[0], record.step[0], dst);
+                else if (format.planar())
+                    routines.planar[index](record.plane, record.step, dst);
+                else
+                    routines.semiPlanar[format.code - JPEG_CF_NV12](record.plane, record.step, dst);
+            }
+            for (int k = 0; k < format.components(); k++) {
+                ASSERT_EQ(std::memcmp(areas[0][k].data(), areas[1][k].data(), areas[0][k].size()),
+                          0)
+                    << format.name << " component " << k << " seed " << seed;
+                ASSERT_TRUE(areas[1][k].intact()) << format.name;
+            }
+        }
+    }
+}
+
+/// One scan's side of the AC packers.
+struct PackedScan {
+    Guarded memory{1 << 16};
+    Bitstream_JPEG buffer{memory.data(), 1 << 16, memory.data(), 0};
+    uint32_t counts[257] = {};
+    ScanCoderState coder{};
+};
+
+TEST_P(Kernels, AcPackers) {
+    std::mt19937 random(4);
+    for (int series = 0; series < 60; series++) {
+        PackedScan sides[2][2]; // [plain or not][first or refinement]
+        for (int round = 0; round < 100; round++) {
+            Mcu mcu(1, 50);
+            fillCoefficients(mcu, random);
+            if (series % 3 == 0)
+                for (int k = 0; k < 64; k++) // small ones, of which many become new
+                    mcu.blocks.blockSamples[0][k] %= 4;
+            for (int side = 0; side < 2; side++) {
+                const RoutineTable& routines = side == 0 ? kPlainRoutines : *GetParam();
+                PackedScan& first = sides[side][0];
+                PackedScan& refine = sides[side][1];
+                routines.packAc(mcu.blocks.blockSamples[0],
+                                {first.counts, &first.buffer, &first.coder},
+                                {refine.counts, &refine.buffer, &refine.coder});
+            }
+            ASSERT_TRUE(mcu.intact());
+        }
+        for (int scan = 0; scan < 2; scan++) {
+            PackedScan& plain = sides[0][scan];
+            PackedScan& other = sides[1][scan];
+            ASSERT_EQ(other.buffer.cursor - other.buffer.start,
+                      plain.buffer.cursor - plain.buffer.start)
+                << "seed 4, series " << series;
+            ASSERT_EQ(std::memcmp(other.memory.data(), plain.memory.data(),
+                                  static_cast<size_t>(plain.buffer.cursor - plain.buffer.start)),
+                      0);
+            ASSERT_EQ(std::memcmp(other.counts, plain.counts, sizeof plain.counts), 0);
+            ASSERT_EQ(other.coder.eobRun, plain.coder.eobRun);
+            ASSERT_EQ(other.coder.correctionCount, plain.coder.correctionCount);
+            ASSERT_EQ(std::memcmp(other.coder.correctionBits, plain.coder.correctionBits,
+                                  static_cast<size_t>(plain.coder.correctionCount)),
+                      0);
+            ASSERT_TRUE(other.memory.intact());
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryInstructionSet, Kernels,
+                         testing::ValuesIn(routineTables().begin(), routineTables().end()),
+                         [](const auto& test) {
+                             std::string name = test.param->name;
+                             std::replace(name.begin(), name.end(), '.', '_');
+                             return name;
+                         });
+
+} // namespace
