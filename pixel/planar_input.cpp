@@ -59,7 +59,7 @@ void velaNV21ToYCbCr411LS_MCU_8u16s_P3R_JPEG(const uint8_t* const pSrc[3], const
     vela::convertSemiPlanar(pSrc, srcStep, pDst[0], pDst[2], pDst[1]);
 }
 
-// The vector versions, where there is no vector unit to use.
+#ifndef VELA_NEON_KERNELS // else pixel/input_neon.cpp has the vector versions
 
 void velaYCbCr444ToYCbCr444LS_MCU_8u16s_P3R_JPEG_NEON(const uint8_t* const pSrc[3],
                                                       const int32_t srcStep[3],
@@ -90,3 +90,5 @@ void velaNV21ToYCbCr411LS_MCU_8u16s_P3R_JPEG_NEON(const uint8_t* const pSrc[3],
                                                   int16_t* const pDst[3]) {
     velaNV21ToYCbCr411LS_MCU_8u16s_P3R_JPEG(pSrc, srcStep, pDst);
 }
+
+#endif

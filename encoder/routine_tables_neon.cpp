@@ -1,0 +1,19 @@
+// The kernels of NEON, on ARMv7-A and AArch64.
+#include "encoder/routine_tables.h"
+
+#include "pixel/neon_kernels.h"
+#include "progressive/block_packers.h"
+#include "tables/neon_kernels.h"
+
+namespace vela {
+
+constexpr RoutineTable kNeonRoutines = {
+    .name = "neon",
+    .requiredFeatures = 0, // a build that has these kernels is for processors with NEON
+    .transformMcu = transformMcuNeon,
+    .encodeMcu = encodeMcuNeon,
+    .packAc = packAcBlock,
+    .input = &kInputNeon,
+};
+
+} // namespace vela

@@ -1,0 +1,233 @@
+// Input of whole MCUs on NEON. Coefficients and rounding are those of the plain versions
+// (pixel/packed_input.cpp, pixel/planar_input.cpp), and so are the results.
+#include <arm_neon.h>
+
+#include <cstddef>
+
+#include "pixel/neon_kernels.h"
+
+namespace {
+
+// ----------------------------------------------------------- planar, semi-planar and grey pictures
+
+/// Stores eight samples, level-shifted.
+inline void storeShifted(int16_t* dst, uint8x8_t samples) {
+    vst1q_s16(dst, vreinterpretq_s16_u16(vsubl_u8(samples, vdup_n_u8(128))));
+}
+
+inline void convertBlock(const uint8_t* src, ptrdiff_t step, int16_t* dst) {
+    for (int32_t y = 0; y < 8; y++, src += step)
+        storeShifted(dst + 8 * y, vld1_u8(src));
+}
+
+/// Luminance blocks of an MCU 16 pixels wide and 8 or 16 high.
+inline void convertWideLuma(const uint8_t* src, ptrdiff_t step, int32_t height, int16_t* dst) {
+    for (; height > 0; height -= 8, dst += 128) {
+        for (int32_t y = 0; y < 8; y++, src += step) {
+            const uint8x16_t samples = vld1q_u8(src);
+            storeShifted(dst + 8 * y, vget_low_u8(samples));
+            storeShifted(dst + 8 * y + 64, vget_high_u8(samples));
+        }
+    }
+}
+
+void convertGrey(const void* src, int32_t step, int16_t* const dst[3]) {
+    convertBlock(static_cast<const uint8_t*>(src), step, dst[0]);
+}
+
+void convertPlanar444(const uint8_t* const src[3], const int32_t step[3], int16_t* const dst[3]) {
+    for (int32_t k = 0; k < 3; k++)
+        convertBlock(src[k], step[k], dst[k]);
+}
+
+/// 4:2:2 (height 8) and 4:2:0 (height 16)
+template <int32_t height>
+void convertPlanarHalved(const uint8_t* const src[3], const int32_t step[3],
+                         int16_t* const dst[3]) {
+    convertWideLuma(src[0], step[0], height, dst[0]);
+    convertBlock(src[1], step[1], dst[1]);
+    convertBlock(src[2], step[2], dst[2]);
+}
+
+/// first and second: the components of the first and second bytes of the chroma pairs.
+template <int32_t first, int32_t second>
+void convertSemiPlanar(const uint8_t* const src[3], const int32_t step[3], int16_t* const dst[3]) {
+    convertWideLuma(src[0], step[0], 16, dst[0]);
+    const uint8_t* row = src[1];
+    for (int32_t y = 0; y < 8; y++, row += step[1]) {
+        const uint8x8x2_t pairs = vld2_u8(row);
+        storeShifted(dst[first] + 8 * y, pairs.val[0]);
+        storeShifted(dst[second] + 8 * y, pairs.val[1]);
+    }
+}
+
+// ---------------------------------------------------------------------------------- packed pictures
+
+// The pixel layouts: 8 or 16 pixels of a row, as blue, green and red. The bytes of a 16-bit pixel come
+// apart on loading: the lower one is gggbbbbb; the upper one rrrrrggg in 5-6-5, 0rrrrrgg in 5-5-5.
+
+struct Bgr888 {
+    static uint8x8x3_t readEight(const uint8_t* pixels) { return vld3_u8(pixels); }
+    static uint8x16x3_t readSixteen(const uint8_t* pixels) { return vld3q_u8(pixels); }
+};
+
+/// Fields of the 16-bit layouts, widened to 8 bits by zeros below.
+template <int32_t greenBits>
+struct Bgr16 {
+    static constexpr uint8_t greenMask = static_cast<uint8_t>(0xFF << (8 - greenBits));
+
+    static uint8x8x3_t readEight(const uint8_t* pixels) {
+        const uint8x8x2_t p = vld2_u8(pixels);
+        const uint8x8_t green =
+            vsli_n_u8(vshr_n_u8(p.val[0], greenBits - 3), p.val[1], 11 - greenBits);
+        const uint8x8_t red = greenBits == 6 ? p.val[1] : vshl_n_u8(p.val[1], 1);
+        return {{vshl_n_u8(p.val[0], 3), vand_u8(green, vdup_n_u8(greenMask)),
+                 vand_u8(red, vdup_n_u8(0xF8))}};
+    }
+    static uint8x16x3_t readSixteen(const uint8_t* pixels) {
+        const uint8x16x2_t p = vld2q_u8(pixels);
+        const uint8x16_t green =
+            vsliq_n_u8(vshrq_n_u8(p.val[0], greenBits - 3), p.val[1], 11 - greenBits);
+        const uint8x16_t red = greenBits == 6 ? p.val[1] : vshlq_n_u8(p.val[1], 1);
+        return {{vshlq_n_u8(p.val[0], 3), vandq_u8(green, vdupq_n_u8(greenMask)),
+                 vandq_u8(red, vdupq_n_u8(0xF8))}};
+    }
+};
+
+/// Stores the luminance of eight pixels.
+inline void storeLuma(int16_t* dst, uint8x8_t b, uint8x8_t g, uint8x8_t r) {
+    uint16x8_t sum = vmull_u8(r, vdup_n_u8(77));
+    sum = vmlal_u8(sum, g, vdup_n_u8(150));
+    sum = vmlal_u8(sum, b, vdup_n_u8(29)); // at most 65280
+    storeShifted(dst, vshrn_n_u16(sum, 8));
+}
+
+/// The luminance of sixteen pixels, to two blocks side by side.
+inline void storeLumaPair(int16_t* dst, const uint8x16x3_t& p) {
+    storeLuma(dst, vget_low_u8(p.val[0]), vget_low_u8(p.val[1]), vget_low_u8(p.val[2]));
+    storeLuma(dst + 64, vget_high_u8(p.val[0]), vget_high_u8(p.val[1]), vget_high_u8(p.val[2]));
+}
+
+/// (x * c + y * d) / 2^shift for eight elements each, in 32 bits. Coefficients are lanes of factors.
+template <int32_t shift, int c, int d>
+int16x8_t weighPair(int16x8_t x, int16x8_t y, int16x4_t factors) {
+    int32x4_t low = vmull_lane_s16(vget_low_s16(x), factors, c);
+    int32x4_t high = vmull_lane_s16(vget_high_s16(x), factors, c);
+    low = vmlal_lane_s16(low, vget_low_s16(y), factors, d);
+    high = vmlal_lane_s16(high, vget_high_s16(y), factors, d);
+    return vcombine_s16(vshrn_n_s32(low, shift), vshrn_n_s32(high, shift));
+}
+
+/// Chrominance from sums of 2^(shift - 8) pixels each. With coefficients that sum to 0 it depends on
+/// differences alone: 128 b - 43 r - 85 g = 85 (b - g) - 43 (r - b) and
+/// 128 r - 107 g - 21 b = 107 (r - g) + 21 (r - b).
+template <int32_t shift>
+void storeChroma(int16_t* cb, int16_t* cr, uint16x8_t b, uint16x8_t g, uint16x8_t r) {
+    static constexpr int16_t kFactors[4] = {85, -43, 107, 21};
+    const int16x4_t factors = vld1_s16(kFactors);
+    const int16x8_t redBlue = vreinterpretq_s16_u16(vsubq_u16(r, b));
+    const int16x8_t blueGreen = vreinterpretq_s16_u16(vsubq_u16(b, g));
+    const int16x8_t redGreen = vreinterpretq_s16_u16(vsubq_u16(r, g));
+    const int16x8_t blueSide = weighPair<shift, 0, 1>(blueGreen, redBlue, factors);
+    const int16x8_t redSide = weighPair<shift, 2, 3>(redGreen, redBlue, factors);
+    vst1q_s16(cb, blueSide);
+    vst1q_s16(cr, redSide);
+}
+
+template <class Layout>
+void convert444(const void* src, int32_t step, int16_t* const dst[3]) {
+    const auto* row = static_cast<const uint8_t*>(src);
+    for (int32_t y = 0; y < 8; y++, row += step) {
+        const uint8x8x3_t p = Layout::readEight(row);
+        const uint8x8_t b = p.val[0], g = p.val[1], r = p.val[2];
+        storeLuma(dst[0] + 8 * y, b, g, r);
+        uint16x8_t cb = vmull_u8(b, vdup_n_u8(128)); // of one pixel: sums of 16 bits, signed
+        cb = vmlsl_u8(cb, r, vdup_n_u8(43));
+        cb = vmlsl_u8(cb, g, vdup_n_u8(85));
+        vst1q_s16(dst[1] + 8 * y, vshrq_n_s16(vreinterpretq_s16_u16(cb), 8));
+        uint16x8_t cr = vmull_u8(r, vdup_n_u8(128));
+        cr = vmlsl_u8(cr, g, vdup_n_u8(107));
+        cr = vmlsl_u8(cr, b, vdup_n_u8(21));
+        vst1q_s16(dst[2] + 8 * y, vshrq_n_s16(vreinterpretq_s16_u16(cr), 8));
+    }
+}
+
+template <class Layout>
+void convert422(const void* src, int32_t step, int16_t* const dst[3]) {
+    const auto* row = static_cast<const uint8_t*>(src);
+    for (int32_t y = 0; y < 8; y++, row += step) {
+        const uint8x16x3_t p = Layout::readSixteen(row);
+        storeLumaPair(dst[0] + 8 * y, p);
+        storeChroma<9>(dst[1] + 8 * y, dst[2] + 8 * y, vpaddlq_u8(p.val[0]), vpaddlq_u8(p.val[1]),
+                       vpaddlq_u8(p.val[2]));
+    }
+}
+
+template <class Layout>
+void convert420(const void* src, int32_t step, int16_t* const dst[3]) {
+    const auto* row = static_cast<const uint8_t*>(src);
+    int16_t* luma = dst[0];
+    int16_t* cb = dst[1];
+    int16_t* cr = dst[2];
+    for (int32_t half = 0; half < 2; half++, luma += 64) {
+        for (int32_t y = 0; y < 4; y++, luma += 16, cb += 8, cr += 8) { // two rows
+            const uint8x16x3_t p = Layout::readSixteen(row);
+            row += step;
+            const uint8x16x3_t q = Layout::readSixteen(row);
+            row += step;
+            storeLumaPair(luma, p);
+            storeLumaPair(luma + 8, q);
+            storeChroma<10>(cb, cr, vpadalq_u8(vpaddlq_u8(p.val[0]), q.val[0]),
+                            vpadalq_u8(vpaddlq_u8(p.val[1]), q.val[1]),
+                            vpadalq_u8(vpaddlq_u8(p.val[2]), q.val[2]));
+        }
+    }
+}
+
+using Bgr555 = Bgr16<5>;
+using Bgr565 = Bgr16<6>;
+
+} // namespace
+
+namespace vela {
+
+constexpr InputRoutines kInputNeon = {
+    .grey = convertGrey,
+    .packed = {{convert444<Bgr888>, convert422<Bgr888>, convert420<Bgr888>},
+               {convert444<Bgr555>, convert422<Bgr555>, convert420<Bgr555>},
+               {convert444<Bgr565>, convert422<Bgr565>, convert420<Bgr565>}},
+    .planar = {convertPlanar444, convertPlanarHalved<8>, convertPlanarHalved<16>},
+    .semiPlanar = {convertSemiPlanar<1, 2>, convertSemiPlanar<2, 1>},
+};
+
+} // namespace vela
+
+void velaYCbCr444ToYCbCr444LS_MCU_8u16s_P3R_JPEG_NEON(const uint8_t* const pSrc[3],
+                                                      const int32_t srcStep[3],
+                                                      int16_t* const pDst[3]) {
+    vela::kInputNeon.planar[0](pSrc, srcStep, pDst);
+}
+
+void velaYCbCr422ToYCbCr422LS_MCU_8u16s_P3R_JPEG_NEON(const uint8_t* const pSrc[3],
+                                                      const int32_t srcStep[3],
+                                                      int16_t* const pDst[3]) {
+    vela::kInputNeon.planar[1](pSrc, srcStep, pDst);
+}
+
+void velaYCbCr411ToYCbCr411LS_MCU_8u16s_P3R_JPEG_NEON(const uint8_t* const pSrc[3],
+                                                      const int32_t srcStep[3],
+                                                      int16_t* const pDst[3]) {
+    vela::kInputNeon.planar[2](pSrc, srcStep, pDst);
+}
+
+void velaNV12ToYCbCr411LS_MCU_8u16s_P3R_JPEG_NEON(const uint8_t* const pSrc[3],
+                                                  const int32_t srcStep[3],
+                                                  int16_t* const pDst[3]) {
+    vela::kInputNeon.semiPlanar[0](pSrc, srcStep, pDst);
+}
+
+void velaNV21ToYCbCr411LS_MCU_8u16s_P3R_JPEG_NEON(const uint8_t* const pSrc[3],
+                                                  const int32_t srcStep[3],
+                                                  int16_t* const pDst[3]) {
+    vela::kInputNeon.semiPlanar[1](pSrc, srcStep, pDst);
+}
