@@ -19,7 +19,7 @@ void transformMcuAvx512(BlockSpec* blocks) {
     const int16_t* const* const quant = blocks->blockQuant;
     switch (blocks->blockCount) {
     case 1:
-        transformBlocks<OneBlock>(samples, quant);
+        transformMcuAvx2(blocks);
         break;
     case 3: { // the fourth lane does the last block's work once more
         int16_t* const four[] = {samples[0], samples[1], samples[2], samples[2]};

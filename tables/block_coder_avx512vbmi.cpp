@@ -1,6 +1,7 @@
-// The baseline coder of whole MCUs in 512 bits, for processors with VBMI2: the non-zero coefficients of a
-// block are moved together, and sixteen of them at a time become code words, which are joined in pairs;
-// what is left for one after another is to put some thirty words per MCU behind each other.
+// The baseline coder of whole MCUs in 512 bits, for processors with VBMI2: the non-zero coefficients
+// of a block are moved together, and sixteen of them at a time become code words, which are joined in
+// pairs; what is left to be done one after another is to put some thirty words per MCU behind each
+// other.
 #include <immintrin.h>
 
 #include "state/encoder_state.h"
@@ -15,7 +16,9 @@ namespace {
 
 #include "tables/block_coder_lanes.inl"
 
-// Of one block: DC, 63 coefficients in pairs (of a batch of sixteen all eight pairs are stored), EOB
+// Of one block: DC, eight pairs for each of four batches of sixteen coefficients, EOB. A batch that is
+// added one by one takes a word for each and one for ZRL, but the run of zeros that is the reason for
+// it is a batch of coefficients less.
 constexpr int32_t kMaxWords = 1 + 4 * 8 + 1;
 
 /// Words on their way to the gatherer. One of length 0 has no bits.
@@ -31,13 +34,9 @@ struct WordList {
     void addCode(uint32_t entry) { add(entry & 0xFFFF, static_cast<int32_t>(entry >> 16)); }
 };
 
-/// What putValue (tables/block_coder_lanes.inl) puts.
 inline void addValue(WordList& list, const uint32_t* table, int32_t run, int32_t value) {
-    const int32_t sign = value >> 31;
-    const int32_t size = significantBits(static_cast<uint32_t>((value ^ sign) - sign));
-    const uint32_t entry = table[16 * run + size];
-    const uint32_t bits = static_cast<uint32_t>(value + sign) & ((1u << size) - 1);
-    list.add(((entry & 0xFFFF) << size) | bits, static_cast<int32_t>(entry >> 16) + size);
+    const CodeWord word = codeValue(table, run, value);
+    list.add(word.bits, word.length);
 }
 
 /// The non-zero AC coefficients of a block: their zigzag indices, moved together behind one of 0, and
@@ -84,11 +83,12 @@ inline bool addBatch(WordList& list, const NonZero& found, int32_t from, const u
     const __m512i symbols = _mm512_or_si512(_mm512_slli_epi32(runs, 4), sizes);
     const __m512i entries =
         _mm512_mask_i32gather_epi32(_mm512_setzero_si512(), lanes, symbols, table, 4);
-    const __m512i magnitudeMask = _mm512_sub_epi32(_mm512_sllv_epi32(one, sizes), one);
-    const __m512i magnitudes =
-        _mm512_and_si512(_mm512_add_epi32(values, _mm512_srai_epi32(values, 31)), magnitudeMask);
-    const __m512i codes = _mm512_and_si512(entries, _mm512_set1_epi32(0xFFFF));
-    const __m512i words = _mm512_maskz_or_epi32(lanes, _mm512_sllv_epi32(codes, sizes), magnitudes);
+    // As in codeValue, tables/block_coder_lanes.inl
+    const __m512i signs = _mm512_srai_epi32(values, 31);
+    const __m512i codes =
+        _mm512_sub_epi32(_mm512_and_si512(entries, _mm512_set1_epi32(0xFFFF)), signs);
+    const __m512i words = _mm512_maskz_add_epi32(lanes, _mm512_sllv_epi32(codes, sizes),
+                                                 _mm512_add_epi32(values, signs));
     const __m512i lengths = _mm512_maskz_add_epi32(lanes, _mm512_srli_epi32(entries, 16), sizes);
 
     // Pairs: the even word, which comes first, above the odd one; at most 2 * 26 bits.
@@ -133,6 +133,11 @@ inline void addBlock(WordList& list, const int16_t* block, int16_t* predictor,
 namespace vela {
 
 int32_t encodeMcuAvx512Vbmi(const BlockSpec* blocks, uint8_t* dst, int32_t bitPosition) {
+    // The steps to a word list take long one after another, and overlap from block to block: a single
+    // block is coded faster in narrower registers.
+    if (blocks->blockCount == 1)
+        return encodeMcuAvx2(blocks, dst, bitPosition);
+
     WordList list;
     for (int32_t i = 0; i < blocks->blockCount; i++)
         addBlock(list, blocks->blockSamples[i], blocks->blockPredictor[i],

@@ -33,14 +33,26 @@ inline int32_t significantBits(uint32_t magnitude) {
     return magnitude == 0 ? 0 : 32 - __builtin_clz(magnitude);
 }
 
-/// A symbol with the magnitude bits of value behind it; both of no size for a value of 0.
-inline void putValue(BitGatherer& gatherer, const uint32_t* table, int32_t run, int32_t value) {
-    const int32_t sign = value >> 31; // -1 or 0
-    const auto magnitude = static_cast<uint32_t>((value ^ sign) - sign);
-    const int32_t size = significantBits(magnitude);
+/// A code word: a symbol's code with the magnitude bits of value behind it, both of no size for 0.
+struct CodeWord {
+    uint32_t bits;
+    int32_t length;
+};
+
+inline CodeWord codeValue(const uint32_t* table, int32_t run, int32_t value) {
+    const int32_t sign = value >> 31;   // -1 or 0
+    const int32_t below = value + sign; // of a negative value its magnitude's complement
+    const int32_t size = significantBits(static_cast<uint32_t>(below ^ sign));
     const uint32_t entry = table[16 * run + size];
-    const uint32_t bits = static_cast<uint32_t>(value + sign) & ((1u << size) - 1);
-    gatherer.put(((entry & 0xFFFF) << size) | bits, static_cast<int32_t>(entry >> 16) + size);
+    // A negative value is coded as value - 1 + 2^size (T.81 F.1.2.1): the 2^size goes to the code.
+    const uint32_t code = (entry & 0xFFFF) - static_cast<uint32_t>(sign);
+    return {(code << size) + static_cast<uint32_t>(below),
+            static_cast<int32_t>(entry >> 16) + size};
+}
+
+inline void putValue(BitGatherer& gatherer, const uint32_t* table, int32_t run, int32_t value) {
+    const CodeWord word = codeValue(table, run, value);
+    gatherer.put(word.bits, word.length);
 }
 
 inline void putCode(BitGatherer& gatherer, uint32_t entry) {

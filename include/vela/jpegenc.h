@@ -129,11 +129,11 @@ typedef struct EncoderParams_JPEG {
  *
  * How much a plane must hold (integrated mode; the last row may end at its last sample, and not one
  * byte more is read): plane 0 has height rows of width pixels. The chroma planes of codes 8, 9, 11,
- * 13 and 14 have as many columns and rows as plane 0 along an axis that is not subsampled; along
+ * 13 and 14 have as many columns and rows as plane 0 along an axis that is not subsampled. Along
  * one that is, they have half the size rounded down, or rounded up where the size leaves a
- * remainder of 1 against the MCU's 16 (a 16 x 16 picture has 8 x 8 chroma samples, a 17 x 21 one 9
- * x 10). NV12 and NV21 have a byte pair where the planar formats have a sample in each of two
- * planes.
+ * remainder of 1 against the MCU's 16: a 4:2:0 picture of 16 x 16 pixels has 8 x 8 chroma samples,
+ * one of 17 x 21 has 9 x 10. NV12 and NV21 have a byte pair where the planar formats have a sample
+ * in each of two planes.
  *
  * Slice mode: the plane pointers designate buffers of the host that receive one MCU row, and steps
  * describe the source that stands behind sourceHandle, positioned at the picture's first byte:
