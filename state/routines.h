@@ -15,7 +15,8 @@ using TransformMcu = void(BlockSpec* blocks);
 
 /// Codes the blocks of one MCU into dst from a bit position on, and returns the position behind them. The
 /// first byte holds the bits before it; those behind the last one become 0. dst has room for
-/// kMaxBlockBytes (tables/block_coder.h) per block and kCoderSlack more.
+/// kMaxBlockBytes (tables/block_coder.h) per block and kCoderSlack more. The blocks' code tables are at
+/// most two pairs, those of the first block and those of the last, in one piece of memory.
 using EncodeMcu = int32_t(const BlockSpec* blocks, uint8_t* dst, int32_t bitPosition);
 inline constexpr int32_t kCoderSlack = 8; // kernels may store eight bytes where one is needed
 

@@ -1,8 +1,14 @@
-// The baseline coder of whole MCUs in 512 bits, for processors with VBMI2: the non-zero coefficients
-// of a block are moved together, and sixteen of them at a time become code words, which are joined in
-// pairs; what is left to be done one after another is to put some thirty words per MCU behind each
-// other.
+// The baseline coder of whole MCUs in 512 bits, for processors with VBMI2. Three steps, none of which
+// branches on what a coefficient is:
+//
+// 1. Everything that has a code becomes a record of a zigzag index and a value, the blocks' records
+//    behind each other. EOB and ZRL are records as well, of the zero coefficients that they stand at.
+// 2. Sixteen records at a time become code words, which are joined by fours.
+// 3. The words are put behind each other, eight bytes being stored for each, and the bytes of ones
+//    among what that gives are stuffed on the way to the output.
 #include <immintrin.h>
+
+#include <cassert>
 
 #include "state/encoder_state.h"
 #include "state/zigzag.h"
@@ -12,77 +18,143 @@ namespace {
 
 #include "tables/zigzag_scan_x86.h"
 
-#include "stream/bit_gatherer.inl"
+constexpr int32_t kMaxRecords = vela::kMaxBlocksPerMcu * vela::kBlockSamples;
+constexpr int32_t kMaxRecordBits = 16 + 11;
 
-#include "tables/block_coder_lanes.inl"
+/// The code tables of an MCU: those of its first block, and those of the others that differ. They lie
+/// in one piece of memory, so that one base reaches them all.
+struct Tables {
+    const uint32_t* base;
+    __m512i offsets; // from base, by the table of a record's kind
 
-// Of one block: DC, eight pairs for each of four batches of sixteen coefficients, EOB. A batch that is
-// added one by one takes a word for each and one for ZRL, but the run of zeros that is the reason for
-// it is a batch of coefficients less.
-constexpr int32_t kMaxWords = 1 + 4 * 8 + 1;
-
-/// Words on their way to the gatherer. One of length 0 has no bits.
-struct WordList {
-    alignas(64) uint64_t words[vela::kMaxBlocksPerMcu * kMaxWords + 8];
-    uint8_t lengths[vela::kMaxBlocksPerMcu * kMaxWords + 8];
-    int32_t count = 0;
-
-    void add(uint64_t word, int32_t length) {
-        words[count] = word;
-        lengths[count++] = static_cast<uint8_t>(length);
+    explicit Tables(const vela::BlockSpec& blocks) : base(blocks.blockAcTable[0]->entry) {
+        const int32_t last = blocks.blockCount - 1;
+        const auto offset = [this](const EncodeHuffmanSpec* table) {
+            return static_cast<int32_t>(table->entry - base);
+        };
+        offsets = _mm512_castsi128_si512(_mm_set_epi32(offset(blocks.blockDcTable[last]),
+                                                       offset(blocks.blockAcTable[last]),
+                                                       offset(blocks.blockDcTable[0]), 0));
     }
-    void addCode(uint32_t entry) { add(entry & 0xFFFF, static_cast<int32_t>(entry >> 16)); }
 };
 
-inline void addValue(WordList& list, const uint32_t* table, int32_t run, int32_t value) {
-    const CodeWord word = codeValue(table, run, value);
-    list.add(word.bits, word.length);
+// A record's kind: the zero run before it in bits 0..3, its table in bits 4 and 5
+constexpr uint8_t kDcTable = 0x10;
+constexpr uint8_t kOtherTables = 0x20;
+
+/// The element before each.
+struct OneLower {
+    alignas(64) uint8_t bytes[64];
+
+    constexpr OneLower() : bytes() {
+        for (size_t i = 1; i < 64; i++)
+            bytes[i] = static_cast<uint8_t>(i - 1);
+    }
+};
+constexpr OneLower kOneLower;
+
+/// What is to be coded, in order.
+struct Records {
+    int16_t values[kMaxRecords + 32];
+    uint8_t kinds[kMaxRecords + 64];
+
+    /// Adds a block's records behind count others. Returns how many there are.
+    int32_t addBlock(int32_t count, const int16_t* block, int32_t predictor, uint8_t tables);
+};
+
+/// Marks the zero coefficients at which a ZRL stands: the last of sixteen before one that is not 0. No
+/// zeros behind the last coefficient that is not 0 are given.
+inline uint64_t zrlPositions(uint64_t zeros) {
+    uint64_t runs = zeros & (zeros >> 1); // of 2 zeros, by their first
+    runs &= runs >> 2;
+    runs &= runs >> 4;
+    runs &= runs >> 8;
+    uint64_t positions = 0;
+    while (runs != 0)
+        [[unlikely]] {
+            const uint64_t last = (runs & -runs) << 15;
+            positions |= last;
+            runs &= ~(last | (last - 1));
+        }
+    return positions;
 }
 
-/// The non-zero AC coefficients of a block: their zigzag indices, moved together behind one of 0, and
-/// all coefficients in zigzag order to look them up in.
-struct NonZero {
-    Scan512::Ordered ordered;
-    Scan512::Order order;
-    uint8_t indices[1 + 64 + 16];
-    int32_t count;
+inline int32_t Records::addBlock(int32_t count, const int16_t* block, int32_t predictor,
+                                 uint8_t tables) {
+    const auto [first, second] = Scan512::ordered(block);
+    const uint64_t nonZero = Scan512::nonZeroBits({first, second}) | 1;
+    // A coefficient of 0 behind the last one that is not 0 takes EOB: it has run 0 and size 0.
+    const uint64_t last = uint64_t{1} << (63 - __builtin_clzll(nonZero));
+    const uint64_t taken = nonZero | (last << 1) | zrlPositions(~nonZero & (last - 1));
 
-    explicit NonZero(const int16_t* block) : ordered(Scan512::ordered(block, order)) {
-        const uint64_t mask = Scan512::nonZeroBits(ordered);
-        count = __builtin_popcountll(mask);
-        indices[0] = 0;
-        _mm512_storeu_si512(indices + 1,
-                            _mm512_maskz_compress_epi8(mask, _mm512_load_si512(kIndices.bytes)));
-    }
+    const __m512i difference =
+        _mm512_sub_epi16(first, _mm512_zextsi128_si512(_mm_cvtsi32_si128(predictor & 0xFFFF)));
+    const auto low = static_cast<uint32_t>(taken);
+    _mm512_storeu_si512(values + count, _mm512_maskz_compress_epi16(low, difference));
+    _mm512_storeu_si512(values + count + __builtin_popcount(low),
+                        _mm512_maskz_compress_epi16(static_cast<uint32_t>(taken >> 32), second));
+    const __m512i indices = _mm512_maskz_compress_epi8(taken, _mm512_load_si512(kIndices.bytes));
+    const __m512i before = _mm512_permutexvar_epi8(_mm512_load_si512(kOneLower.bytes), indices);
+    const __m512i runs =
+        _mm512_maskz_sub_epi8(~uint64_t{1}, indices, _mm512_add_epi8(before, _mm512_set1_epi8(1)));
+    const __m512i tableBits =
+        _mm512_mask_mov_epi8(_mm512_set1_epi8(static_cast<int8_t>(tables)), 1,
+                             _mm512_set1_epi8(static_cast<int8_t>(tables | kDcTable)));
+    _mm512_storeu_si512(kinds + count, _mm512_or_si512(runs, tableBits));
+    return count + __builtin_popcountll(taken);
+}
 
-    /// Sixteen indices from the one at `at` on.
-    __m128i sixteen(int32_t at) const {
-        return _mm_loadu_si128(reinterpret_cast<const __m128i*>(indices + at));
+/// Four words of up to 64 bits.
+struct FourWords {
+    alignas(32) uint64_t bits[4];
+    alignas(32) uint64_t lengths[4];
+};
+
+/// Bits on their way to memory, without stuffing. Of the eight bytes that a put stores only whole ones
+/// are passed; the up to 7 bits behind them are stored again by the next.
+struct BitJoiner {
+    static constexpr uint64_t kMaxLength = 56;
+
+    uint8_t* out;
+    uint64_t bits; // from bit 63 down
+    uint64_t held; // 0..7
+
+    /// Adds length (0..56) bits; word has no others.
+    void put(uint64_t word, uint64_t length) {
+        const uint64_t total = held + length;
+        bits |= word << ((64 - total) % 64); // nothing is added where nothing is held
+        const uint64_t bytes = __builtin_bswap64(bits);
+        __builtin_memcpy(out, &bytes, 8);
+        out += total / 8;
+        bits <<= total / 8 * 8;
+        held = total % 8;
     }
 };
 
-/// Adds the code words of coefficients from..from + 15, or those that there are. False, with nothing
-/// added, if a run of sixteen zeros or more is among them.
-inline bool addBatch(WordList& list, const NonZero& found, int32_t from, const uint32_t* table) {
-    const int32_t left = found.count - from;
-    const auto lanes = static_cast<__mmask16>(left >= 16 ? 0xFFFF : (1 << left) - 1);
-    const __m512i one = _mm512_set1_epi32(1);
-    const __m128i indices = found.sixteen(1 + from);
-    const __m512i words16 = _mm512_permutex2var_epi16(
-        found.ordered.first, _mm512_castsi256_si512(_mm256_cvtepu8_epi16(indices)),
-        found.ordered.second);
-    const __m512i values = _mm512_cvtepi16_epi32(_mm512_castsi512_si256(words16));
-    const __m512i runs = _mm512_sub_epi32(
-        _mm512_sub_epi32(_mm512_cvtepu8_epi32(indices), _mm512_cvtepu8_epi32(found.sixteen(from))),
-        one);
-    if (_mm512_mask_cmpgt_epi32_mask(lanes, runs, _mm512_set1_epi32(15)) != 0)
-        return false;
+/// Joins neighbouring words: the one in the lower element comes first.
+struct Words {
+    __m512i bits;
+    __m512i lengths;
+};
+
+/// The code words of sixteen records from `from` on, or of those that there are, joined by pairs of up
+/// to 2 * 27 bits.
+inline Words codePairs(const Records& records, int32_t from, int32_t left, const Tables& tables) {
+    const auto lanes = static_cast<__mmask16>(_bzhi_u32(0xFFFF, left >= 16 ? 16 : left));
+    const __m512i kinds = _mm512_cvtepu8_epi32(
+        _mm_loadu_si128(reinterpret_cast<const __m128i*>(records.kinds + from)));
+    const __m512i values = _mm512_cvtepi16_epi32(
+        _mm256_loadu_si256(reinterpret_cast<const __m256i*>(records.values + from)));
 
     const __m512i sizes =
         _mm512_sub_epi32(_mm512_set1_epi32(32), _mm512_lzcnt_epi32(_mm512_abs_epi32(values)));
-    const __m512i symbols = _mm512_or_si512(_mm512_slli_epi32(runs, 4), sizes);
+    const __m512i offsets = _mm512_permutexvar_epi32(_mm512_srli_epi32(kinds, 4), tables.offsets);
+    const __m512i symbols = _mm512_or_si512(
+        _mm512_and_si512(_mm512_slli_epi32(kinds, 4), _mm512_set1_epi32(0xF0)), sizes);
+    const __m512i entryIndices = _mm512_add_epi32(offsets, symbols);
     const __m512i entries =
-        _mm512_mask_i32gather_epi32(_mm512_setzero_si512(), lanes, symbols, table, 4);
+        _mm512_mask_i32gather_epi32(_mm512_setzero_si512(), lanes, entryIndices, tables.base, 4);
+
     // As in codeValue, tables/block_coder_lanes.inl
     const __m512i signs = _mm512_srai_epi32(values, 31);
     const __m512i codes =
@@ -91,41 +163,59 @@ inline bool addBatch(WordList& list, const NonZero& found, int32_t from, const u
                                                  _mm512_add_epi32(values, signs));
     const __m512i lengths = _mm512_maskz_add_epi32(lanes, _mm512_srli_epi32(entries, 16), sizes);
 
-    // Pairs: the even word, which comes first, above the odd one; at most 2 * 26 bits.
     const __m512i lowHalf = _mm512_set1_epi64(0xFFFFFFFF);
-    const __m512i oddLengths = _mm512_srli_epi64(lengths, 32);
-    const __m512i pairs =
-        _mm512_or_si512(_mm512_sllv_epi64(_mm512_and_si512(words, lowHalf), oddLengths),
-                        _mm512_srli_epi64(words, 32));
-    const __m512i pairLengths = _mm512_add_epi64(_mm512_and_si512(lengths, lowHalf), oddLengths);
-    _mm512_storeu_si512(list.words + list.count, pairs);
-    _mm_storel_epi64(reinterpret_cast<__m128i*>(list.lengths + list.count),
-                     _mm512_cvtepi64_epi8(pairLengths));
-    list.count += left >= 16 ? 8 : (left + 1) / 2;
-    return true;
+    const __m512i secondLengths = _mm512_srli_epi64(lengths, 32);
+    return {_mm512_or_si512(_mm512_sllv_epi64(_mm512_and_si512(words, lowHalf), secondLengths),
+                            _mm512_srli_epi64(words, 32)),
+            _mm512_add_epi64(_mm512_and_si512(lengths, lowHalf), secondLengths)};
 }
 
-/// The same with zero runs of any length.
-void addOneByOne(WordList& list, const NonZero& found, int32_t from, const uint32_t* table) {
-    const int32_t end = found.count - from > 16 ? from + 16 : found.count;
-    for (int32_t i = from; i < end; i++) {
-        int32_t run = found.indices[i + 1] - found.indices[i] - 1;
-        for (; run >= 16; run -= 16)
-            list.addCode(table[0xF0]); // ZRL
-        addValue(list, table, run, found.order(found.indices[i + 1]));
+inline void putRecords(BitJoiner& joiner, const Records& records, int32_t from, int32_t left,
+                       const Tables& tables) {
+    const Words pairs = codePairs(records, from, left, tables);
+    const __m512i secondLengths = _mm512_unpackhi_epi64(pairs.lengths, pairs.lengths);
+    const __m512i lengths = _mm512_add_epi64(pairs.lengths, secondLengths);
+    if (_mm512_mask_cmpgt_epi64_mask(0x55, lengths, _mm512_set1_epi64(BitJoiner::kMaxLength)) != 0)
+        [[unlikely]] {
+        alignas(64) uint64_t bits[8];
+        alignas(64) uint64_t pairLengths[8];
+        _mm512_store_si512(bits, pairs.bits);
+        _mm512_store_si512(pairLengths, pairs.lengths);
+        for (int32_t i = 0; i < 8; i++)
+            joiner.put(bits[i], pairLengths[i]);
+        return;
     }
+    const __m512i fours = _mm512_or_si512(_mm512_sllv_epi64(pairs.bits, secondLengths),
+                                          _mm512_unpackhi_epi64(pairs.bits, pairs.bits));
+    FourWords words;
+    const auto store = [](uint64_t* to, __m512i x) { // elements 0, 2, 4 and 6
+        _mm256_store_si256(reinterpret_cast<__m256i*>(to),
+                           _mm512_castsi512_si256(_mm512_maskz_compress_epi64(0x55, x)));
+    };
+    store(words.bits, fours);
+    store(words.lengths, lengths);
+    for (int32_t i = 0; i < 4; i++)
+        joiner.put(words.bits[i], words.lengths[i]);
 }
 
-inline void addBlock(WordList& list, const int16_t* block, int16_t* predictor,
-                     const uint32_t* dcTable, const uint32_t* acTable) {
-    addValue(list, dcTable, 0, block[0] - *predictor);
-    *predictor = block[0];
-    const NonZero found(block);
-    for (int32_t from = 0; from < found.count; from += 16)
-        if (!addBatch(list, found, from, acTable))
-            addOneByOne(list, found, from, acTable);
-    if (found.indices[found.count] != 63)
-        list.addCode(acTable[0x00]); // EOB
+/// Copies bytes and puts a zero behind every byte of ones. Returns the end.
+inline uint8_t* stuff(const uint8_t* from, const uint8_t* end, uint8_t* out) {
+    while (from < end) {
+        const __mmask64 lanes =
+            _bzhi_u64(~uint64_t{0}, end - from >= 64 ? 64 : static_cast<uint32_t>(end - from));
+        const __m512i bytes = _mm512_maskz_loadu_epi8(lanes, from);
+        const uint64_t ones = _mm512_cmpeq_epi8_mask(bytes, _mm512_set1_epi8(-1));
+        _mm512_mask_storeu_epi8(out, lanes, bytes);
+        int64_t count = end - from >= 64 ? 64 : end - from;
+        if (ones != 0) [[unlikely]] {
+            count = __builtin_ctzll(ones) + 1;
+            out[count] = 0;
+            out++;
+        }
+        from += count;
+        out += count;
+    }
+    return out;
 }
 
 } // namespace
@@ -133,19 +223,28 @@ inline void addBlock(WordList& list, const int16_t* block, int16_t* predictor,
 namespace vela {
 
 int32_t encodeMcuAvx512Vbmi(const BlockSpec* blocks, uint8_t* dst, int32_t bitPosition) {
-    // The steps to a word list take long one after another, and overlap from block to block: a single
-    // block is coded faster in narrower registers.
-    if (blocks->blockCount == 1)
-        return encodeMcuAvx2(blocks, dst, bitPosition);
+    Records records;
+    int32_t count = 0;
+    for (int32_t i = 0; i < blocks->blockCount; i++) {
+        int16_t* const predictor = blocks->blockPredictor[i];
+        const bool other = blocks->blockAcTable[i] != blocks->blockAcTable[0];
+        count =
+            records.addBlock(count, blocks->blockSamples[i], *predictor, other ? kOtherTables : 0);
+        *predictor = *blocks->blockSamples[i];
+    }
 
-    WordList list;
-    for (int32_t i = 0; i < blocks->blockCount; i++)
-        addBlock(list, blocks->blockSamples[i], blocks->blockPredictor[i],
-                 blocks->blockDcTable[i]->entry, blocks->blockAcTable[i]->entry);
-    BitGatherer gatherer = gatherFrom(dst, bitPosition);
-    for (int32_t i = 0; i < list.count; i++)
-        gatherer.put(list.words[i], list.lengths[i]);
-    return storeRest(gatherer, dst);
+    const Tables tables(*blocks);
+    uint8_t plain[(7 + kMaxRecords * kMaxRecordBits) / 8 + 8];
+    BitJoiner joiner{plain, 0, static_cast<uint64_t>(bitPosition % 8)};
+    for (int32_t from = 0; from < count; from += 16)
+        putRecords(joiner, records, from, count - from, tables);
+
+    uint8_t* const first = dst + bitPosition / 8;
+    if (bitPosition % 8 != 0)
+        plain[0] = static_cast<uint8_t>(plain[0] | *first);
+    uint8_t* const end = stuff(plain, joiner.out, first);
+    *end = *joiner.out;
+    return static_cast<int32_t>(end - dst) * 8 + static_cast<int32_t>(joiner.held);
 }
 
 } // namespace vela

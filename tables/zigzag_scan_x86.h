@@ -138,16 +138,19 @@ struct Scan512 {
                                   _mm256_set_m128i(quarter(3), quarter(2)), 1);
     }
 
-    static Ordered ordered(const int16_t* block, Order& order) {
+    static Ordered ordered(const int16_t* block) {
         const __m512i low = half(block);
         const __m512i high = half(block + 32);
-        const __m512i first =
-            _mm512_permutex2var_epi16(low, _mm512_load_si512(kZigzagWords.position), high);
-        const __m512i second =
-            _mm512_permutex2var_epi16(low, _mm512_load_si512(kZigzagWords.position + 32), high);
-        _mm512_store_si512(order.values, first);
-        _mm512_store_si512(order.values + 32, second);
-        return {first, second};
+        return {
+            _mm512_permutex2var_epi16(low, _mm512_load_si512(kZigzagWords.position), high),
+            _mm512_permutex2var_epi16(low, _mm512_load_si512(kZigzagWords.position + 32), high)};
+    }
+
+    static Ordered ordered(const int16_t* block, Order& order) {
+        const Ordered words = ordered(block);
+        _mm512_store_si512(order.values, words.first);
+        _mm512_store_si512(order.values + 32, words.second);
+        return words;
     }
 
     static uint64_t nonZeroBits(const Ordered& words) {

@@ -38,7 +38,7 @@ struct Mcu {
     Guarded memory[kMaxBlocksPerMcu];
     int16_t predictors[3] = {};
     uint16_t reciprocals[2][64];
-    EncodeHuffmanSpec dcTables[2] = {};
+    EncodeHuffmanSpec tables[4] = {}; // DC and AC of luminance and chrominance, in one piece
     BlockSpec blocks{};
 
     Mcu(int32_t count, int32_t quality) {
@@ -49,16 +49,18 @@ struct Mcu {
             czBuildEnQuantTable(velaCalcQuantQualityFactor_JPEG(quality), bases[t], q);
             veliDCTQuantFwdTableInit_JPEGENC_8u16u(q, reciprocals[t]);
         }
-        std::copy(DCLunmaTable.begin(), DCLunmaTable.end(), dcTables[0].entry);
-        std::copy(DCChromaTable.begin(), DCChromaTable.end(), dcTables[1].entry);
+        std::copy(DCLunmaTable.begin(), DCLunmaTable.end(), tables[0].entry);
+        std::copy(DCChromaTable.begin(), DCChromaTable.end(), tables[1].entry);
+        tables[2] = ACLunmaTable;
+        tables[3] = ACChromaTable;
         for (int32_t i = 0; i < count; i++) {
             const int component = i < count - 2 || count == 1 ? 0 : i - (count - 3);
             const int t = component == 0 ? 0 : 1;
             memory[i] = Guarded(128, 2);
             blocks.blockSamples[i] = reinterpret_cast<int16_t*>(memory[i].data());
             blocks.blockPredictor[i] = &predictors[component];
-            blocks.blockDcTable[i] = &dcTables[t];
-            blocks.blockAcTable[i] = t == 0 ? &ACLunmaTable : &ACChromaTable;
+            blocks.blockDcTable[i] = &tables[t];
+            blocks.blockAcTable[i] = &tables[2 + t];
             blocks.blockQuant[i] = reinterpret_cast<const int16_t*>(reciprocals[t]);
         }
     }
