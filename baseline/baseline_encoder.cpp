@@ -25,6 +25,12 @@ public:
         return velaHuffmanEncode_BLS_JPEG(stream_, &state_->blockSpec, state_);
     }
 
+    int32_t mcusAtOnce(int32_t most) const { return vela::mcusAtOnce(*stream_, *state_, most); }
+
+    [[nodiscard]] Status mcus(const BlockSpec& blocks, int32_t count) {
+        return encodeMcusAtOnce(stream_, blocks, count, state_);
+    }
+
     [[nodiscard]] Status endRow(int32_t) { return ENC_STATUS_OK; }
 
 private:

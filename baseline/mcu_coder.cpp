@@ -47,7 +47,7 @@ Status encodeMcuAside(Bitstream_JPEG* stream, const BlockSpec& blocks, EncoderSt
     int16_t predictors[kMaxComponents];
     std::copy_n(state->dcPredictor, kMaxComponents, predictors);
     const int32_t bits =
-        state->routines->encodeMcu(&blocks, aside, static_cast<int32_t>(stream->bitCount));
+        state->routines->encodeMcus(blocks, 1, aside, static_cast<int32_t>(stream->bitCount));
     if (streamRoom(*stream) >= (bits + 7) / 8) {
         putBack(stream, aside, bits);
         return ENC_STATUS_OK;
@@ -60,21 +60,47 @@ Status encodeMcuAside(Bitstream_JPEG* stream, const BlockSpec& blocks, EncoderSt
     return status;
 }
 
+void encodeInPlace(Bitstream_JPEG* stream, const BlockSpec& blocks, int32_t mcuCount,
+                   const EncoderState_JPEG& state) {
+    advance(stream, state.routines->encodeMcus(blocks, mcuCount, stream->cursor,
+                                               static_cast<int32_t>(stream->bitCount)));
+}
+
+/// Ends the restart interval where it is complete.
+Status countDown(Bitstream_JPEG* stream, int32_t mcuCount, EncoderState_JPEG* state) {
+    if (state->restartInterval == 0)
+        return ENC_STATUS_OK;
+    state->restartCounter.mcusToGo -= static_cast<uint32_t>(mcuCount);
+    return state->restartCounter.mcusToGo == 0 ? velaAdjustRestartIntervalFwd_JPEG(stream, state)
+                                               : ENC_STATUS_OK;
+}
+
 } // namespace
 
 Status velaHuffmanEncode_BLS_JPEG(Bitstream_JPEG* stream, BlockSpec* blocks,
                                   EncoderState_JPEG* state) {
     if (streamRoom(*stream) >= kMaxMcuBytes) {
-        advance(stream, state->routines->encodeMcu(blocks, stream->cursor,
-                                                   static_cast<int32_t>(stream->bitCount)));
+        encodeInPlace(stream, *blocks, 1, *state);
     } else if (const Status status = encodeMcuAside(stream, *blocks, state);
                status != ENC_STATUS_OK) {
         return status;
     }
 
-    if (state->restartInterval > 0 && --state->restartCounter.mcusToGo == 0)
-        return velaAdjustRestartIntervalFwd_JPEG(stream, state);
-    return ENC_STATUS_OK;
+    return countDown(stream, 1, state);
+}
+
+int32_t mcusAtOnce(const Bitstream_JPEG& stream, const EncoderState_JPEG& state, int32_t most) {
+    const int64_t mcuBytes = state.blockSpec.blockCount * kMaxBlockBytes;
+    int64_t count = std::min<int64_t>(most, (streamRoom(stream) - kMcuReserve) / mcuBytes);
+    if (state.restartInterval > 0)
+        count = std::min<int64_t>(count, state.restartCounter.mcusToGo);
+    return static_cast<int32_t>(count);
+}
+
+Status encodeMcusAtOnce(Bitstream_JPEG* stream, const BlockSpec& blocks, int32_t mcuCount,
+                        EncoderState_JPEG* state) {
+    encodeInPlace(stream, blocks, mcuCount, *state);
+    return countDown(stream, mcuCount, state);
 }
 
 Status velaAdjustRestartIntervalFwd_JPEG(Bitstream_JPEG* stream, EncoderState_JPEG* state) {

@@ -16,6 +16,14 @@ inline constexpr int32_t kMcuReserve = 768;
 [[nodiscard]] Status velaHuffmanEncode_BLS_JPEG(Bitstream_JPEG* stream, BlockSpec* blocks,
                                                 EncoderState_JPEG* state);
 
+/// How many of an MCU row's next MCUs, given that there are at most most, may be coded at once: without
+/// making room and within the restart interval.
+int32_t mcusAtOnce(const Bitstream_JPEG& stream, const EncoderState_JPEG& state, int32_t most);
+
+/// Codes so many MCUs behind each other, as velaHuffmanEncode_BLS_JPEG does one by one.
+[[nodiscard]] Status encodeMcusAtOnce(Bitstream_JPEG* stream, const BlockSpec& blocks,
+                                      int32_t mcuCount, EncoderState_JPEG* state);
+
 /// Ends a restart interval: clears the DC predictors, writes the next RST marker (which completes
 /// the last byte of data with 1-bits) and starts the countdown anew. Returns the marker's status.
 [[nodiscard]] Status velaAdjustRestartIntervalFwd_JPEG(Bitstream_JPEG* stream,

@@ -41,7 +41,7 @@ KernelInputs::KernelInputs(uint32_t quality, const vela::RoutineTable& routines)
             for (int32_t i = 0; i < mcu.blockCount; i++)
                 samples_.insert(samples_.end(), mcu.blockSamples[i],
                                 mcu.blockSamples[i] + vela::kBlockSamples);
-            routines.transformMcu(&blocks());
+            routines.transformMcus(blocks(), 1);
             for (int32_t i = 0; i < mcu.blockCount; i++)
                 coefficients_.insert(coefficients_.end(), mcu.blockSamples[i],
                                      mcu.blockSamples[i] + vela::kBlockSamples);

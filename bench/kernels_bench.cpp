@@ -37,7 +37,7 @@ void transformMcu(benchmark::State& state, const RoutineTable& routines) {
     for (auto _ : state)
         for (size_t mcu = 0; mcu < inputs.mcus(); mcu++) {
             inputs.putSamples(mcu);
-            routines.transformMcu(&inputs.blocks());
+            routines.transformMcus(inputs.blocks(), 1);
             benchmark::ClobberMemory();
         }
     countBlocks(state, 6 * inputs.mcus());
@@ -49,7 +49,7 @@ void encodeMcu(benchmark::State& state, const RoutineTable& routines, uint32_t q
     for (auto _ : state) {
         int32_t bits = 0;
         for (size_t mcu = 0; mcu < inputs.mcus(); mcu++) {
-            bits = routines.encodeMcu(&inputs.coded(mcu), out.data(), bits) % 8;
+            bits = routines.encodeMcus(inputs.coded(mcu), 1, out.data(), bits) % 8;
             benchmark::ClobberMemory();
         }
     }

@@ -30,8 +30,9 @@ constexpr InputRoutines kPlainInput = {
 constexpr RoutineTable kPlainRoutines = {
     .name = "plain",
     .requiredFeatures = 0,
-    .transformMcu = velaTransformFwd_MCU_JPEG,
-    .encodeMcu = encodeMcuBlocks,
+    .batchBlocks = 0,
+    .transformMcus = velaTransformFwd_MCU_JPEG,
+    .encodeMcus = encodeMcuBlocks,
     .packAc = packAcBlock,
     .input = &kPlainInput,
 };
@@ -106,8 +107,9 @@ bool canRun(const RoutineTable& routines) {
 }
 
 const RoutineTable& routinesOfThisMachine() {
+    const uint32_t features = cpuFeatures();
     for (const RoutineTable* const routines : routineTables())
-        if (canRun(*routines))
+        if ((routines->requiredFeatures & ~features) == 0)
             return *routines;
     return kPlainRoutines;
 }

@@ -10,8 +10,9 @@ namespace vela {
 constexpr RoutineTable kNeonRoutines = {
     .name = "neon",
     .requiredFeatures = 0, // a build that has these kernels is for processors with NEON
-    .transformMcu = transformMcuNeon,
-    .encodeMcu = encodeMcuNeon,
+    .batchBlocks = 0,
+    .transformMcus = transformMcusNeon,
+    .encodeMcus = encodeMcusNeon,
     .packAc = packAcBlock,
     .input = &kInputNeon,
 };

@@ -11,8 +11,9 @@ namespace vela {
 constexpr RoutineTable kSse41Routines = {
     .name = "sse4.1",
     .requiredFeatures = kCpuSse41,
-    .transformMcu = transformMcuSse41,
-    .encodeMcu = encodeMcuSse41,
+    .batchBlocks = 0,
+    .transformMcus = transformMcusSse41,
+    .encodeMcus = encodeMcusSse41,
     .packAc = packAcSse41,
     .input = &kInputSse41,
 };
@@ -20,8 +21,9 @@ constexpr RoutineTable kSse41Routines = {
 constexpr RoutineTable kAvx2Routines = {
     .name = "avx2",
     .requiredFeatures = kCpuAvx2,
-    .transformMcu = transformMcuAvx2,
-    .encodeMcu = encodeMcuAvx2,
+    .batchBlocks = kMaxBatchBlocks,
+    .transformMcus = transformMcusAvx2,
+    .encodeMcus = encodeMcusAvx2,
     .packAc = packAcAvx2,
     .input = &kInputAvx2,
 };
@@ -29,8 +31,9 @@ constexpr RoutineTable kAvx2Routines = {
 constexpr RoutineTable kAvx512Routines = {
     .name = "avx512",
     .requiredFeatures = kCpuAvx2 | kCpuAvx512,
-    .transformMcu = transformMcuAvx512,
-    .encodeMcu = encodeMcuAvx512,
+    .batchBlocks = kMaxBatchBlocks,
+    .transformMcus = transformMcusAvx512,
+    .encodeMcus = encodeMcusAvx512,
     .packAc = packAcAvx512,
     .input = &kInputAvx2,
 };
@@ -38,8 +41,9 @@ constexpr RoutineTable kAvx512Routines = {
 constexpr RoutineTable kAvx512VbmiRoutines = {
     .name = "avx512vbmi",
     .requiredFeatures = kCpuAvx2 | kCpuAvx512 | kCpuAvx512Vbmi,
-    .transformMcu = transformMcuAvx512,
-    .encodeMcu = encodeMcuAvx512Vbmi,
+    .batchBlocks = kMaxBatchBlocks,
+    .transformMcus = transformMcusAvx512,
+    .encodeMcus = encodeMcusAvx512Vbmi,
     .packAc = packAcAvx512,
     .input = &kInputAvx2,
 };

@@ -91,9 +91,10 @@ int16_t quantize(int16_t x, int32_t reciprocal, int32_t shift) {
 
 } // namespace
 
-void velaTransformFwd_MCU_JPEG(BlockSpec* blocks) {
-    for (int32_t i = 0; i < blocks->blockCount; i++)
-        veliDCTQuantFwd_JPEG_16s_I(blocks->blockSamples[i], blocks->blockQuant[i]);
+void velaTransformFwd_MCU_JPEG(const BlockSpec& blocks, int32_t mcuCount) {
+    for (int32_t mcu = 0; mcu < mcuCount; mcu++)
+        for (int32_t i = 0; i < blocks.blockCount; i++)
+            veliDCTQuantFwd_JPEG_16s_I(blockOf(blocks, mcu, i), blocks.blockQuant[i]);
 }
 
 } // namespace vela

@@ -1,11 +1,11 @@
-// The forward transform of one MCU.
+// The forward transform of MCUs.
 #pragma once
 
 #include "state/encoder_state.h"
 
 namespace vela {
 
-/// Transforms and quantizes the blocks of an MCU in place, each with its own reciprocals.
-void velaTransformFwd_MCU_JPEG(BlockSpec* blocks);
+/// Transforms and quantizes the blocks one after another, each with its own reciprocals.
+TransformMcus velaTransformFwd_MCU_JPEG;
 
 } // namespace vela

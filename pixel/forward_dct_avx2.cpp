@@ -14,20 +14,8 @@ namespace {
 
 namespace vela {
 
-void transformMcuAvx2(BlockSpec* blocks) {
-    int16_t* const* const samples = blocks->blockSamples;
-    const int16_t* const* const quant = blocks->blockQuant;
-    if (blocks->blockCount == 1) {
-        transformBlocks<OneBlock>(samples, quant);
-        return;
-    }
-    for (int32_t i = 0; i < blocks->blockCount;
-         i += 2) { // a third block also takes a fourth's lane
-        const int32_t second = i + 1 < blocks->blockCount ? i + 1 : i;
-        int16_t* const two[] = {samples[i], samples[second]};
-        const int16_t* const twoQuant[] = {quant[i], quant[second]};
-        transformBlocks<TwoBlocks>(two, twoQuant);
-    }
+void transformMcusAvx2(const BlockSpec& blocks, int32_t mcuCount) {
+    transformMcus<TwoBlocks>(blocks, mcuCount);
 }
 
 } // namespace vela

@@ -97,8 +97,7 @@ typename Isa::V preScale(int32_t u) {
 
 /// Transforms and quantizes Isa::blocks blocks in place. The same block may be given more than once.
 template <class Isa>
-[[gnu::always_inline]] inline void transformBlocks(int16_t* const blocks[],
-                                                   const int16_t* const quant[]) {
+[[gnu::always_inline]] inline void transformBlocks(int16_t* const blocks[], const int16_t* quant) {
     typename Isa::V d[8];
     for (int32_t y = 0; y < 8; y++)
         d[y] = Isa::load(blocks, 8 * y);
@@ -107,7 +106,46 @@ template <class Isa>
     transform8<Isa>(d);
     for (int32_t u = 0; u < 8; u++) {
         const typename Isa::V scaled = Isa::multiply(d[u], preScale<Isa>(u));
-        const typename Isa::V product = Isa::mulHigh(scaled, Isa::load(quant, 8 * u));
+        const typename Isa::V product = Isa::mulHigh(scaled, Isa::loadToAll(quant + 8 * u));
         Isa::store(blocks, 8 * u, Isa::halve(Isa::add(product, Isa::set1(1))));
     }
+}
+
+/// Fewer blocks than Isa takes.
+template <class Isa>
+void transformRest(int16_t* blocks[], int32_t count, const int16_t* quant) {
+    using Half = typename Isa::Half;
+    if (count > Half::blocks) { // the lanes left over do the last block's work once more
+        for (int32_t i = count; i < Isa::blocks; i++)
+            blocks[i] = blocks[count - 1];
+        transformBlocks<Isa>(blocks, quant);
+    } else if (count == Half::blocks) {
+        transformBlocks<Half>(blocks, quant);
+    } else if constexpr (Half::blocks > 1) {
+        transformRest<Half>(blocks, count, quant);
+    }
+}
+
+/// Blocks first..end - 1 of each MCU, which share their reciprocals, Isa::blocks at a time.
+template <class Isa>
+void transformAlike(const vela::BlockSpec& blocks, int32_t mcuCount, int32_t first, int32_t end) {
+    int16_t* group[Isa::blocks];
+    int32_t grouped = 0;
+    for (int32_t mcu = 0; mcu < mcuCount; mcu++)
+        for (int32_t i = first; i < end; i++) {
+            group[grouped++] = blockOf(blocks, mcu, i);
+            if (grouped == Isa::blocks) {
+                transformBlocks<Isa>(group, blocks.blockQuant[first]);
+                grouped = 0;
+            }
+        }
+    if constexpr (Isa::blocks > 1)
+        transformRest<Isa>(group, grouped, blocks.blockQuant[first]);
+}
+
+template <class Isa>
+void transformMcus(const vela::BlockSpec& blocks, int32_t mcuCount) {
+    const int32_t luma = blocks.blockCount - blocks.chromaBlocks;
+    transformAlike<Isa>(blocks, mcuCount, 0, luma);
+    transformAlike<Isa>(blocks, mcuCount, luma, blocks.blockCount);
 }

@@ -160,10 +160,11 @@ inline void transformBlock(int16_t* block, const int16_t* quant, int16x4_t facto
 
 namespace vela {
 
-void transformMcuNeon(BlockSpec* blocks) {
+void transformMcusNeon(const BlockSpec& blocks, int32_t mcuCount) {
     const int16x4_t factors = loadFactors();
-    for (int32_t i = 0; i < blocks->blockCount; i++)
-        transformBlock(blocks->blockSamples[i], blocks->blockQuant[i], factors);
+    for (int32_t mcu = 0; mcu < mcuCount; mcu++)
+        for (int32_t i = 0; i < blocks.blockCount; i++)
+            transformBlock(blockOf(blocks, mcu, i), blocks.blockQuant[i], factors);
 }
 
 } // namespace vela

@@ -14,9 +14,8 @@ namespace {
 
 namespace vela {
 
-void transformMcuSse41(BlockSpec* blocks) {
-    for (int32_t i = 0; i < blocks->blockCount; i++)
-        transformBlocks<OneBlock>(blocks->blockSamples + i, blocks->blockQuant + i);
+void transformMcusSse41(const BlockSpec& blocks, int32_t mcuCount) {
+    transformMcus<OneBlock>(blocks, mcuCount);
 }
 
 } // namespace vela

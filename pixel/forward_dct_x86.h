@@ -56,10 +56,10 @@ struct OneBlock {
     static constexpr int32_t blocks = 1;
     VELA_LANES_OPERATIONS(_mm, si128)
 
-    template <class Pointer>
-    static V load(Pointer const block[], int32_t element) {
+    static V load(int16_t* const block[], int32_t element) {
         return _mm_loadu_si128(at(block[0], element));
     }
+    static V loadToAll(const int16_t* from) { return _mm_loadu_si128(at(from, 0)); }
     static void store(int16_t* const block[], int32_t element, V x) {
         _mm_storeu_si128(reinterpret_cast<__m128i*>(block[0] + element), x);
     }
@@ -69,12 +69,15 @@ struct OneBlock {
 /// Two blocks in 256 bits.
 struct TwoBlocks {
     using V = __m256i;
+    using Half = OneBlock;
     static constexpr int32_t blocks = 2;
     VELA_LANES_OPERATIONS(_mm256, si256)
 
-    template <class Pointer>
-    static V load(Pointer const block[], int32_t element) {
+    static V load(int16_t* const block[], int32_t element) {
         return _mm256_loadu2_m128i(at(block[1], element), at(block[0], element));
+    }
+    static V loadToAll(const int16_t* from) {
+        return _mm256_broadcastsi128_si256(OneBlock::loadToAll(from));
     }
     static void store(int16_t* const block[], int32_t element, V x) {
         OneBlock::store(block, element, _mm256_castsi256_si128(x));
@@ -87,13 +90,16 @@ struct TwoBlocks {
 /// Four blocks in 512 bits.
 struct FourBlocks {
     using V = __m512i;
+    using Half = TwoBlocks;
     static constexpr int32_t blocks = 4;
     VELA_LANES_OPERATIONS(_mm512, si512)
 
-    template <class Pointer>
-    static V load(Pointer const block[], int32_t element) {
+    static V load(int16_t* const block[], int32_t element) {
         return _mm512_inserti64x4(_mm512_castsi256_si512(TwoBlocks::load(block, element)),
                                   TwoBlocks::load(block + 2, element), 1);
+    }
+    static V loadToAll(const int16_t* from) {
+        return _mm512_broadcast_i32x4(OneBlock::loadToAll(from));
     }
     static void store(int16_t* const block[], int32_t element, V x) {
         TwoBlocks::store(block, element, _mm512_castsi512_si256(x));

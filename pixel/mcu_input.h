@@ -23,16 +23,18 @@ inline PlanePointers mcuCorner(const PlanePointers& top, const McuAdvance& advan
     return corner;
 }
 
-/// Fills the MCU block area from the MCU at corner.
-inline void convertWholeMcu(const EncoderState_JPEG& state, const PlanePointers& corner) {
-    const BufSpec& buffers = state.bufSpec;
+/// Fills an MCU's blocks, given the first one of each component, from the MCU at corner.
+inline void convertWholeMcu(const EncoderState_JPEG& state, const PlanePointers& corner,
+                            int16_t* const areas[]) {
+    const int32_t* const steps = state.bufSpec.planeStep;
     if (state.procSpec.convertMcu != nullptr)
-        state.procSpec.convertMcu(corner.plane[0], buffers.planeStep[0], buffers.compBlocks[0]);
+        state.procSpec.convertMcu(corner.plane[0], steps[0], areas);
     else
-        state.procSpec.convertMcuPlanar(corner.plane, buffers.planeStep, buffers.compBlocks[0]);
+        state.procSpec.convertMcuPlanar(corner.plane, steps, areas);
 }
 
-/// The same with an MCU of which only validWidth x validHeight pixels lie inside the picture.
+/// Fills the MCU block area from an MCU of which only validWidth x validHeight pixels lie inside the
+/// picture.
 void convertPartialMcu(const EncoderState_JPEG& state, const PlanePointers& corner,
                        int32_t validWidth, int32_t validHeight);
 

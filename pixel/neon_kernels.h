@@ -5,7 +5,7 @@
 
 namespace vela {
 
-TransformMcu transformMcuNeon;
+TransformMcus transformMcusNeon;
 
 extern const InputRoutines kInputNeon;
 

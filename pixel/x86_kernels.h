@@ -5,7 +5,7 @@
 
 namespace vela {
 
-TransformMcu transformMcuSse41, transformMcuAvx2, transformMcuAvx512;
+TransformMcus transformMcusSse41, transformMcusAvx2, transformMcusAvx512;
 
 extern const InputRoutines kInputSse41, kInputAvx2;
 

@@ -17,10 +17,20 @@ public:
     }
 
     [[nodiscard]] Status mcu(int32_t validWidth, int32_t validHeight) {
-        const int32_t right = validWidth > 8 ? 1 : 0;
-        const int32_t lower = validHeight > 8 ? 1 : 0;
-        const int32_t lumaPresent[4] = {1, right, lower, right * lower};
-        return velaCoeffPack_MCU_JPEG(st_, &st_->blockSpec, lumaPresent);
+        return pack(st_->blockSpec, validWidth, validHeight);
+    }
+
+    int32_t mcusAtOnce(int32_t most) const { return most; }
+
+    [[nodiscard]] Status mcus(const BlockSpec& blocks, int32_t count) {
+        BlockSpec mcu = blocks;
+        Status status = ENC_STATUS_OK;
+        for (int32_t m = 0; status == ENC_STATUS_OK && m < count; m++) {
+            for (int32_t i = 0; i < mcu.blockCount; i++)
+                mcu.blockSamples[i] = blockOf(blocks, m, i);
+            status = pack(mcu, st_->mcuSpec.mcuWidth, st_->mcuSpec.mcuHeight);
+        }
+        return status;
     }
 
     [[nodiscard]] Status endRow(int32_t) {
@@ -28,6 +38,13 @@ public:
     }
 
 private:
+    Status pack(BlockSpec& blocks, int32_t validWidth, int32_t validHeight) {
+        const int32_t right = validWidth > 8 ? 1 : 0;
+        const int32_t lower = validHeight > 8 ? 1 : 0;
+        const int32_t lumaPresent[4] = {1, right, lower, right * lower};
+        return velaCoeffPack_MCU_JPEG(st_, &blocks, lumaPresent);
+    }
+
     EncoderState_JPEG* st_;
 };
 

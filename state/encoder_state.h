@@ -133,6 +133,11 @@ struct BlockSpec {
     const int16_t* blockQuant[kMaxBlocksPerMcu];
 };
 
+/// Block i of one of several MCUs that lie behind each other, the first of which is described.
+inline int16_t* blockOf(const BlockSpec& first, int32_t mcu, int32_t i) {
+    return first.blockSamples[i] + mcu * first.blockCount * kBlockSamples;
+}
+
 /// The 32-bit bit writer's pending bits. Invariant between calls: the oldest pending bit is bit 31,
 /// bits below the pending ones are 0, and fewer than 32 are pending.
 struct BitWriterState {

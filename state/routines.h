@@ -10,14 +10,16 @@ namespace vela {
 struct BlockSpec;
 struct ScanCoderState;
 
-/// Transforms and quantizes the blocks of one MCU in place.
-using TransformMcu = void(BlockSpec* blocks);
+/// Transforms and quantizes the blocks of mcuCount MCUs in place: those of the first, and behind them
+/// those of the others (blockOf, state/encoder_state.h).
+using TransformMcus = void(const BlockSpec& blocks, int32_t mcuCount);
 
-/// Codes the blocks of one MCU into dst from a bit position on, and returns the position behind them. The
-/// first byte holds the bits before it; those behind the last one become 0. dst has room for
+/// Codes the blocks of mcuCount MCUs into dst from a bit position on, and returns the position behind
+/// them. The first byte holds the bits before it; those behind the last one become 0. dst has room for
 /// kMaxBlockBytes (tables/block_coder.h) per block and kCoderSlack more. The blocks' code tables are at
 /// most two pairs, those of the first block and those of the last, in one piece of memory.
-using EncodeMcu = int32_t(const BlockSpec* blocks, uint8_t* dst, int32_t bitPosition);
+using EncodeMcus = int32_t(const BlockSpec& blocks, int32_t mcuCount, uint8_t* dst,
+                           int32_t bitPosition);
 inline constexpr int32_t kCoderSlack = 8; // kernels may store eight bytes where one is needed
 
 /// Where an AC scan's records go.
@@ -39,13 +41,21 @@ struct InputRoutines {
     VelaConvertMcuPlanar* semiPlanar[2 /* NV12, NV21 */];
 };
 
+// Wide registers take more blocks at once than an MCU has.
+#if defined(__x86_64__) || defined(__i386__)
+inline constexpr int32_t kMaxBatchBlocks = 24;
+#else
+inline constexpr int32_t kMaxBatchBlocks = 0;
+#endif
+
 /// One instruction set's kernels. Set-up picks a table once and the state points at it; nothing
 /// else in the library knows which one it was.
 struct RoutineTable {
     const char* name;
     uint32_t requiredFeatures; // CpuFeature
-    TransformMcu* transformMcu;
-    EncodeMcu* encodeMcu;
+    int32_t batchBlocks;       // worth being taken at once, 0..kMaxBatchBlocks
+    TransformMcus* transformMcus;
+    EncodeMcus* encodeMcus;
     PackAc* packAc;
     const InputRoutines* input;
 };

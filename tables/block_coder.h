@@ -21,7 +21,7 @@ int32_t veliEncodeHuffman8x8_Direct_JPEG_16s1u_C1(const int16_t* src, uint8_t* d
                                                   const EncodeHuffmanSpec* dcTable,
                                                   const EncodeHuffmanSpec* acTable);
 
-/// Codes the blocks of an MCU one after another, as EncodeMcu (state/routines.h) says.
-int32_t encodeMcuBlocks(const BlockSpec* blocks, uint8_t* dst, int32_t bitPosition);
+/// Codes the blocks one after another.
+EncodeMcus encodeMcuBlocks;
 
 } // namespace vela

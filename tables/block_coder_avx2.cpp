@@ -16,8 +16,9 @@ namespace {
 
 namespace vela {
 
-int32_t encodeMcuAvx2(const BlockSpec* blocks, uint8_t* dst, int32_t bitPosition) {
-    return encodeMcu<Scan128>(blocks, dst, bitPosition);
+int32_t encodeMcusAvx2(const BlockSpec& blocks, int32_t mcuCount, uint8_t* dst,
+                       int32_t bitPosition) {
+    return encodeMcus<Scan128>(blocks, mcuCount, dst, bitPosition);
 }
 
 } // namespace vela

@@ -16,11 +16,12 @@ namespace {
 
 namespace vela {
 
-int32_t encodeMcuAvx512(const BlockSpec* blocks, uint8_t* dst, int32_t bitPosition) {
-    // The way through memory to the ordered coefficients is long, and overlaps from block to block: a
-    // single block is coded faster in narrower registers.
-    return blocks->blockCount == 1 ? encodeMcuAvx2(blocks, dst, bitPosition)
-                                   : encodeMcu<Scan512>(blocks, dst, bitPosition);
+int32_t encodeMcusAvx512(const BlockSpec& blocks, int32_t mcuCount, uint8_t* dst,
+                         int32_t bitPosition) {
+    // The way through memory to the ordered coefficients is long, and overlaps from block to block of
+    // an MCU: a single block is coded faster in narrower registers.
+    return blocks.blockCount == 1 ? encodeMcus<Scan128>(blocks, mcuCount, dst, bitPosition)
+                                  : encodeMcus<Scan512>(blocks, mcuCount, dst, bitPosition);
 }
 
 } // namespace vela

@@ -8,7 +8,7 @@
 //    among what that gives are stuffed on the way to the output.
 #include <immintrin.h>
 
-#include <cassert>
+#include <algorithm>
 
 #include "state/encoder_state.h"
 #include "state/zigzag.h"
@@ -218,33 +218,45 @@ inline uint8_t* stuff(const uint8_t* from, const uint8_t* end, uint8_t* out) {
     return out;
 }
 
-} // namespace
-
-namespace vela {
-
-int32_t encodeMcuAvx512Vbmi(const BlockSpec* blocks, uint8_t* dst, int32_t bitPosition) {
+/// Up to kMaxBlocksPerMcu blocks: those of MCUs first..end - 1.
+inline int32_t encodeBlocks(const vela::BlockSpec& blocks, int32_t first, int32_t end,
+                            const Tables& tables, uint8_t* dst, int32_t bitPosition) {
     Records records;
     int32_t count = 0;
-    for (int32_t i = 0; i < blocks->blockCount; i++) {
-        int16_t* const predictor = blocks->blockPredictor[i];
-        const bool other = blocks->blockAcTable[i] != blocks->blockAcTable[0];
-        count =
-            records.addBlock(count, blocks->blockSamples[i], *predictor, other ? kOtherTables : 0);
-        *predictor = *blocks->blockSamples[i];
-    }
+    for (int32_t mcu = first; mcu < end; mcu++)
+        for (int32_t i = 0; i < blocks.blockCount; i++) {
+            const int16_t* const block = blockOf(blocks, mcu, i);
+            int16_t* const predictor = blocks.blockPredictor[i];
+            const bool other = blocks.blockAcTable[i] != blocks.blockAcTable[0];
+            count = records.addBlock(count, block, *predictor, other ? kOtherTables : 0);
+            *predictor = *block;
+        }
 
-    const Tables tables(*blocks);
     uint8_t plain[(7 + kMaxRecords * kMaxRecordBits) / 8 + 8];
     BitJoiner joiner{plain, 0, static_cast<uint64_t>(bitPosition % 8)};
     for (int32_t from = 0; from < count; from += 16)
         putRecords(joiner, records, from, count - from, tables);
 
-    uint8_t* const first = dst + bitPosition / 8;
+    uint8_t* const out = dst + bitPosition / 8;
     if (bitPosition % 8 != 0)
-        plain[0] = static_cast<uint8_t>(plain[0] | *first);
-    uint8_t* const end = stuff(plain, joiner.out, first);
-    *end = *joiner.out;
-    return static_cast<int32_t>(end - dst) * 8 + static_cast<int32_t>(joiner.held);
+        plain[0] = static_cast<uint8_t>(plain[0] | *out);
+    uint8_t* const last = stuff(plain, joiner.out, out);
+    *last = *joiner.out;
+    return static_cast<int32_t>(last - dst) * 8 + static_cast<int32_t>(joiner.held);
+}
+
+} // namespace
+
+namespace vela {
+
+int32_t encodeMcusAvx512Vbmi(const BlockSpec& blocks, int32_t mcuCount, uint8_t* dst,
+                             int32_t bitPosition) {
+    const Tables tables(blocks);
+    const int32_t atOnce = kMaxBlocksPerMcu / blocks.blockCount;
+    for (int32_t first = 0; first < mcuCount; first += atOnce)
+        bitPosition = encodeBlocks(blocks, first, std::min(first + atOnce, mcuCount), tables, dst,
+                                   bitPosition);
+    return bitPosition;
 }
 
 } // namespace vela

@@ -82,10 +82,12 @@ void encodeBlock(const int16_t* block, BitGatherer& gatherer, int16_t* predictor
 }
 
 template <class Isa>
-int32_t encodeMcu(const vela::BlockSpec* blocks, uint8_t* dst, int32_t bitPosition) {
+int32_t encodeMcus(const vela::BlockSpec& blocks, int32_t mcuCount, uint8_t* dst,
+                   int32_t bitPosition) {
     BitGatherer gatherer = gatherFrom(dst, bitPosition);
-    for (int32_t i = 0; i < blocks->blockCount; i++)
-        encodeBlock<Isa>(blocks->blockSamples[i], gatherer, blocks->blockPredictor[i],
-                         blocks->blockDcTable[i]->entry, blocks->blockAcTable[i]->entry);
+    for (int32_t mcu = 0; mcu < mcuCount; mcu++)
+        for (int32_t i = 0; i < blocks.blockCount; i++)
+            encodeBlock<Isa>(blockOf(blocks, mcu, i), gatherer, blocks.blockPredictor[i],
+                             blocks.blockDcTable[i]->entry, blocks.blockAcTable[i]->entry);
     return storeRest(gatherer, dst);
 }

@@ -248,11 +248,13 @@ inline void encodeBlock(const int16_t* block, WordGatherer& gatherer, int16_t* p
 
 namespace vela {
 
-int32_t encodeMcuNeon(const BlockSpec* blocks, uint8_t* dst, int32_t bitPosition) {
+int32_t encodeMcusNeon(const BlockSpec& blocks, int32_t mcuCount, uint8_t* dst,
+                       int32_t bitPosition) {
     WordGatherer gatherer(dst, bitPosition);
-    for (int32_t i = 0; i < blocks->blockCount; i++)
-        encodeBlock(blocks->blockSamples[i], gatherer, blocks->blockPredictor[i],
-                    blocks->blockDcTable[i]->entry, blocks->blockAcTable[i]->entry);
+    for (int32_t mcu = 0; mcu < mcuCount; mcu++)
+        for (int32_t i = 0; i < blocks.blockCount; i++)
+            encodeBlock(blockOf(blocks, mcu, i), gatherer, blocks.blockPredictor[i],
+                        blocks.blockDcTable[i]->entry, blocks.blockAcTable[i]->entry);
     return gatherer.finish(dst);
 }
 

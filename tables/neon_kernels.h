@@ -5,6 +5,6 @@
 
 namespace vela {
 
-EncodeMcu encodeMcuNeon;
+EncodeMcus encodeMcusNeon;
 
 } // namespace vela

@@ -5,6 +5,6 @@
 
 namespace vela {
 
-EncodeMcu encodeMcuSse41, encodeMcuAvx2, encodeMcuAvx512, encodeMcuAvx512Vbmi;
+EncodeMcus encodeMcusSse41, encodeMcusAvx2, encodeMcusAvx512, encodeMcusAvx512Vbmi;
 
 } // namespace vela

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "encoder/cpu_features.h"
 #include "encoder/routine_choice.h"
 #include "support/guarded.h"
 #include "support/picture.h"
@@ -33,16 +34,19 @@ protected:
     }
 };
 
-/// An MCU's blocks, each in memory of its own, with tables for luminance and chrominance.
-struct Mcu {
-    Guarded memory[kMaxBlocksPerMcu];
+/// The blocks of some MCUs behind each other, with tables for luminance and chrominance.
+struct Mcus {
+    int32_t count;
+    Guarded memory;
     int16_t predictors[3] = {};
     uint16_t reciprocals[2][64];
     EncodeHuffmanSpec tables[4] = {}; // DC and AC of luminance and chrominance, in one piece
     BlockSpec blocks{};
 
-    Mcu(int32_t count, int32_t quality) {
-        blocks.blockCount = count;
+    Mcus(int32_t blockCount, int32_t mcuCount, int32_t quality)
+        : count(mcuCount), memory(static_cast<size_t>(128 * blockCount * mcuCount), 2) {
+        blocks.blockCount = blockCount;
+        blocks.chromaBlocks = blockCount == 1 ? 0 : 2;
         const int16_t* const bases[2] = {_DefLumQuantTable_JPEGENC, _DefChromQuantTable_JPEGENC};
         for (int t = 0; t < 2; t++) {
             uint8_t q[64];
@@ -53,11 +57,10 @@ struct Mcu {
         std::copy(DCChromaTable.begin(), DCChromaTable.end(), tables[1].entry);
         tables[2] = ACLunmaTable;
         tables[3] = ACChromaTable;
-        for (int32_t i = 0; i < count; i++) {
-            const int component = i < count - 2 || count == 1 ? 0 : i - (count - 3);
+        for (int32_t i = 0; i < blockCount; i++) {
+            const int component = i < blockCount - blocks.chromaBlocks ? 0 : i - (blockCount - 3);
             const int t = component == 0 ? 0 : 1;
-            memory[i] = Guarded(128, 2);
-            blocks.blockSamples[i] = reinterpret_cast<int16_t*>(memory[i].data());
+            blocks.blockSamples[i] = reinterpret_cast<int16_t*>(memory.data()) + 64 * i;
             blocks.blockPredictor[i] = &predictors[component];
             blocks.blockDcTable[i] = &tables[t];
             blocks.blockAcTable[i] = &tables[2 + t];
@@ -65,91 +68,101 @@ struct Mcu {
         }
     }
 
-    void copyFrom(const Mcu& other) {
-        for (int32_t i = 0; i < blocks.blockCount; i++)
-            std::memcpy(memory[i].data(), other.memory[i].data(), 128);
+    int32_t blockCount() const { return blocks.blockCount * count; }
+    int16_t* block(int32_t i) const { return blocks.blockSamples[0] + 64 * i; }
+
+    void copyFrom(const Mcus& other) {
+        std::memcpy(memory.data(), other.memory.data(), memory.size());
         std::memcpy(predictors, other.predictors, sizeof predictors);
     }
-    bool equals(const Mcu& other) const {
-        for (int32_t i = 0; i < blocks.blockCount; i++)
-            if (std::memcmp(memory[i].data(), other.memory[i].data(), 128) != 0)
-                return false;
-        return std::equal(predictors, predictors + 3, other.predictors);
-    }
-    bool intact() {
-        return std::all_of(memory, memory + blocks.blockCount,
-                           [](Guarded& block) { return block.intact(); });
+    bool equals(const Mcus& other) const {
+        return std::memcmp(memory.data(), other.memory.data(), memory.size()) == 0 &&
+               std::equal(predictors, predictors + 3, other.predictors);
     }
 };
 
 /// Level-shifted samples: flat, noise of some amplitude, or the two extremes.
-void fillSamples(Mcu& mcu, std::mt19937& random) {
+void fillSamples(Mcus& mcus, std::mt19937& random) {
     const auto kind = random() % 3;
     const int amplitude = 1 << (random() % 8);
-    for (int32_t i = 0; i < mcu.blocks.blockCount; i++) {
+    for (int32_t i = 0; i < mcus.blockCount(); i++) {
         const int level = static_cast<int>(random() % 200) - 100;
         for (int k = 0; k < 64; k++) {
             const int noise = static_cast<int>(random() % 256) % amplitude;
-            mcu.blocks.blockSamples[i][k] = static_cast<int16_t>(
-                kind == 0 ? (random() % 2 == 0 ? -128 : 127) : std::min(level + noise, 127));
+            mcus.block(i)[k] = static_cast<int16_t>(kind == 0 ? (random() % 2 == 0 ? -128 : 127)
+                                                              : std::min(level + noise, 127));
         }
     }
 }
 
 /// Quantized coefficients, from none to all of them, of sizes from one bit to all.
-void fillCoefficients(Mcu& mcu, std::mt19937& random) {
+void fillCoefficients(Mcus& mcus, std::mt19937& random) {
     const auto density = 1 + random() % 64;
     const auto bits = 1 + random() % 10;
-    for (int32_t i = 0; i < mcu.blocks.blockCount; i++) {
+    for (int32_t i = 0; i < mcus.blockCount(); i++) {
         for (int k = 0; k < 64; k++) {
             const int magnitude = static_cast<int>(random() % (1u << bits));
             const bool zero = random() % 64 >= density || random() % 8 == 0;
-            mcu.blocks.blockSamples[i][k] = static_cast<int16_t>(zero                ? 0
-                                                                 : random() % 2 == 0 ? magnitude
-                                                                                     : -magnitude);
+            mcus.block(i)[k] = static_cast<int16_t>(zero                ? 0
+                                                    : random() % 2 == 0 ? magnitude
+                                                                        : -magnitude);
         }
     }
 }
 
-constexpr int32_t kBlockCounts[] = {1, 3, 4, 6};
+/// A kind of MCU and how many, other ones every round.
+struct Shape {
+    int32_t blockCount;
+    int32_t mcuCount;
+
+    Shape(int round, const RoutineTable& routines) {
+        constexpr int32_t kBlockCounts[] = {1, 3, 4, 6};
+        blockCount = kBlockCounts[round % 4];
+        const int32_t atOnce = std::max(routines.batchBlocks, blockCount) / blockCount;
+        mcuCount = 1 + round / 4 % atOnce;
+    }
+};
 
 TEST_P(Kernels, Transform) {
     std::mt19937 random(1);
     for (int round = 0; round < 4000; round++) {
-        const int32_t count = kBlockCounts[round % 4];
-        Mcu plain(count, round % 101), other(count, round % 101);
+        const Shape shape(round, *GetParam());
+        Mcus plain(shape.blockCount, shape.mcuCount, round % 101);
+        Mcus other(shape.blockCount, shape.mcuCount, round % 101);
         fillSamples(plain, random);
         other.copyFrom(plain);
-        kPlainRoutines.transformMcu(&plain.blocks);
-        GetParam()->transformMcu(&other.blocks);
+        kPlainRoutines.transformMcus(plain.blocks, shape.mcuCount);
+        GetParam()->transformMcus(other.blocks, shape.mcuCount);
         ASSERT_TRUE(other.equals(plain)) << "seed 1, round " << round;
-        ASSERT_TRUE(other.intact());
+        ASSERT_TRUE(other.memory.intact());
     }
 }
 
-TEST_P(Kernels, EncodeMcu) {
+TEST_P(Kernels, EncodeMcus) {
     std::mt19937 random(2);
     for (int round = 0; round < 6000; round++) {
-        const int32_t count = kBlockCounts[round % 4];
-        Mcu plain(count, 50), other(count, 50);
+        const Shape shape(round, *GetParam());
+        Mcus plain(shape.blockCount, shape.mcuCount, 50);
+        Mcus other(shape.blockCount, shape.mcuCount, 50);
         fillCoefficients(plain, random);
         for (int16_t& predictor : plain.predictors)
             predictor = static_cast<int16_t>(random() % 2048 - 1024);
         other.copyFrom(plain);
-        const size_t size = static_cast<size_t>(count * kMaxBlockBytes + kCoderSlack);
+        const auto size = static_cast<size_t>(plain.blockCount() * kMaxBlockBytes + kCoderSlack);
         Guarded expected(size), actual(size);
         const auto start = static_cast<int32_t>(random() % 8);
         const auto pending = static_cast<uint8_t>(start == 0 ? 0 : random() << (8 - start));
         expected.data()[0] = pending;
         actual.data()[0] = pending;
-        const int32_t bits = kPlainRoutines.encodeMcu(&plain.blocks, expected.data(), start);
-        ASSERT_EQ(GetParam()->encodeMcu(&other.blocks, actual.data(), start), bits)
+        const int32_t bits =
+            kPlainRoutines.encodeMcus(plain.blocks, shape.mcuCount, expected.data(), start);
+        ASSERT_EQ(GetParam()->encodeMcus(other.blocks, shape.mcuCount, actual.data(), start), bits)
             << "seed 2, round " << round;
         const auto bytes = static_cast<size_t>(bits + 7) / 8;
         ASSERT_EQ(std::memcmp(expected.data(), actual.data(), bytes), 0)
             << "seed 2, round " << round;
         ASSERT_TRUE(other.equals(plain)) << "seed 2, round " << round;
-        ASSERT_TRUE(actual.intact() && other.intact());
+        ASSERT_TRUE(actual.intact() && other.memory.intact());
     }
 }
 
@@ -204,20 +217,19 @@ TEST_P(Kernels, AcPackers) {
     for (int series = 0; series < 60; series++) {
         PackedScan sides[2][2]; // [plain or not][first or refinement]
         for (int round = 0; round < 100; round++) {
-            Mcu mcu(1, 50);
+            Mcus mcu(1, 1, 50);
             fillCoefficients(mcu, random);
             if (series % 3 == 0)
                 for (int k = 0; k < 64; k++) // small ones, of which many become new
-                    mcu.blocks.blockSamples[0][k] %= 4;
+                    mcu.block(0)[k] %= 4;
             for (int side = 0; side < 2; side++) {
                 const RoutineTable& routines = side == 0 ? kPlainRoutines : *GetParam();
                 PackedScan& first = sides[side][0];
                 PackedScan& refine = sides[side][1];
-                routines.packAc(mcu.blocks.blockSamples[0],
-                                {first.counts, &first.buffer, &first.coder},
+                routines.packAc(mcu.block(0), {first.counts, &first.buffer, &first.coder},
                                 {refine.counts, &refine.buffer, &refine.coder});
             }
-            ASSERT_TRUE(mcu.intact());
+            ASSERT_TRUE(mcu.memory.intact());
         }
         for (int scan = 0; scan < 2; scan++) {
             PackedScan& plain = sides[0][scan];
@@ -237,6 +249,10 @@ TEST_P(Kernels, AcPackers) {
             ASSERT_TRUE(other.memory.intact());
         }
     }
+}
+
+TEST(CpuFeatures, AreThoseThatTheProcessorItselfNames) {
+    EXPECT_EQ(cpuFeatures(), cpuFeaturesByCpuid());
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryInstructionSet, Kernels,

@@ -19,13 +19,15 @@ public:
     }
 
     vela::Status mcu(int32_t, int32_t) {
-        int32_t block = 0;
-        for (Component& component : components_)
-            for (int y = 0; y < component.v; y++)
-                for (int x = 0; x < component.h; x++)
-                    place(component, column_ * component.h + x, row_ * component.v + y,
-                          state_.blockSpec.blockSamples[block++]);
-        column_++;
+        record(state_.blockSpec, 0);
+        return ENC_STATUS_OK;
+    }
+
+    int32_t mcusAtOnce(int32_t most) const { return most; }
+
+    vela::Status mcus(const vela::BlockSpec& blocks, int32_t count) {
+        for (int32_t m = 0; m < count; m++)
+            record(blocks, m);
         return ENC_STATUS_OK;
     }
 
@@ -35,6 +37,16 @@ public:
     }
 
 private:
+    void record(const vela::BlockSpec& blocks, int32_t mcu) {
+        int32_t block = 0;
+        for (Component& component : components_)
+            for (int y = 0; y < component.v; y++)
+                for (int x = 0; x < component.h; x++)
+                    place(component, column_ * component.h + x, row_ * component.v + y,
+                          blockOf(blocks, mcu, block++));
+        column_++;
+    }
+
     static void place(Component& component, int x, int y, const int16_t* transposed) {
         Block& block = component.blocks[static_cast<size_t>(y * component.blocksAcross + x)];
         for (size_t i = 0; i < 64; i++)
