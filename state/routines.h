@@ -20,7 +20,7 @@ using TransformMcus = void(const BlockSpec& blocks, int32_t mcuCount);
 /// most two pairs, those of the first block and those of the last, in one piece of memory.
 using EncodeMcus = int32_t(const BlockSpec& blocks, int32_t mcuCount, uint8_t* dst,
                            int32_t bitPosition);
-inline constexpr int32_t kCoderSlack = 8; // kernels may store eight bytes where one is needed
+inline constexpr int32_t kCoderSlack = 64; // kernels may store a whole register
 
 /// Where an AC scan's records go.
 struct AcScan {

@@ -1,5 +1,7 @@
 #include <immintrin.h>
 
+#include <algorithm>
+
 #include "state/encoder_state.h"
 #include "state/zigzag.h"
 #include "tables/x86_kernels.h"
@@ -8,9 +10,14 @@ namespace {
 
 #include "tables/zigzag_scan_x86.h"
 
-#include "stream/bit_gatherer.inl"
+#include "tables/record_coder_x86.h"
 
-#include "tables/block_coder_lanes.inl"
+inline int32_t Records::addBlock(int32_t count, const int16_t* block, int32_t predictor,
+                                 uint8_t tables) {
+    return addOneByOne<Scan512>(*this, count, block, predictor, tables);
+}
+
+#include "tables/record_coder_lanes.inl"
 
 } // namespace
 
@@ -18,10 +25,7 @@ namespace vela {
 
 int32_t encodeMcusAvx512(const BlockSpec& blocks, int32_t mcuCount, uint8_t* dst,
                          int32_t bitPosition) {
-    // The way through memory to the ordered coefficients is long, and overlaps from block to block of
-    // an MCU: a single block is coded faster in narrower registers.
-    return blocks.blockCount == 1 ? encodeMcus<Scan128>(blocks, mcuCount, dst, bitPosition)
-                                  : encodeMcus<Scan512>(blocks, mcuCount, dst, bitPosition);
+    return encodeMcus<SixteenRecords>(blocks, mcuCount, dst, bitPosition);
 }
 
 } // namespace vela
