@@ -45,7 +45,7 @@ constexpr RoutineTable kAvx512VbmiRoutines = {
     .transformMcus = transformMcusAvx512,
     .encodeMcus = encodeMcusAvx512Vbmi,
     .packAc = packAcAvx512,
-    .input = &kInputAvx2,
+    .input = &kInputAvx512Vbmi,
 };
 
 } // namespace vela

@@ -1,9 +1,10 @@
-// Input of whole MCUs on NEON. Coefficients and rounding are those of the plain versions
+// Input of whole MCUs on NEON. Rounding is that of the plain versions
 // (pixel/packed_input.cpp, pixel/planar_input.cpp), and so are the results.
 #include <arm_neon.h>
 
 #include <cstddef>
 
+#include "pixel/color_weights.h"
 #include "pixel/neon_kernels.h"
 
 namespace {
@@ -80,9 +81,9 @@ struct Bgr16 {
 
 /// Stores the luminance of eight pixels.
 inline void storeLuma(int16_t* dst, uint8x8_t b, uint8x8_t g, uint8x8_t r) {
-    uint16x8_t sum = vmull_u8(r, vdup_n_u8(77));
-    sum = vmlal_u8(sum, g, vdup_n_u8(150));
-    sum = vmlal_u8(sum, b, vdup_n_u8(29)); // at most 65280
+    uint16x8_t sum = vmull_u8(r, vdup_n_u8(vela::kLumaWeights.r));
+    sum = vmlal_u8(sum, g, vdup_n_u8(vela::kLumaWeights.g));
+    sum = vmlal_u8(sum, b, vdup_n_u8(vela::kLumaWeights.b)); // at most 65280
     storeShifted(dst, vshrn_n_u16(sum, 8));
 }
 
@@ -107,7 +108,8 @@ int16x8_t weighPair(int16x8_t x, int16x8_t y, int16x4_t factors) {
 /// 128 r - 107 g - 21 b = 107 (r - g) + 21 (r - b).
 template <int32_t shift>
 void storeChroma(int16_t* cb, int16_t* cr, uint16x8_t b, uint16x8_t g, uint16x8_t r) {
-    static constexpr int16_t kFactors[4] = {85, -43, 107, 21};
+    static constexpr int16_t kFactors[4] = {-vela::kCbWeights.g, vela::kCbWeights.r,
+                                            -vela::kCrWeights.g, -vela::kCrWeights.b};
     const int16x4_t factors = vld1_s16(kFactors);
     const int16x8_t redBlue = vreinterpretq_s16_u16(vsubq_u16(r, b));
     const int16x8_t blueGreen = vreinterpretq_s16_u16(vsubq_u16(b, g));
@@ -125,13 +127,14 @@ void convert444(const void* src, int32_t step, int16_t* const dst[3]) {
         const uint8x8x3_t p = Layout::readEight(row);
         const uint8x8_t b = p.val[0], g = p.val[1], r = p.val[2];
         storeLuma(dst[0] + 8 * y, b, g, r);
-        uint16x8_t cb = vmull_u8(b, vdup_n_u8(128)); // of one pixel: sums of 16 bits, signed
-        cb = vmlsl_u8(cb, r, vdup_n_u8(43));
-        cb = vmlsl_u8(cb, g, vdup_n_u8(85));
+        uint16x8_t cb =
+            vmull_u8(b, vdup_n_u8(vela::kCbWeights.b)); // of one pixel: sums of 16 bits, signed
+        cb = vmlsl_u8(cb, r, vdup_n_u8(-vela::kCbWeights.r));
+        cb = vmlsl_u8(cb, g, vdup_n_u8(-vela::kCbWeights.g));
         vst1q_s16(dst[1] + 8 * y, vshrq_n_s16(vreinterpretq_s16_u16(cb), 8));
-        uint16x8_t cr = vmull_u8(r, vdup_n_u8(128));
-        cr = vmlsl_u8(cr, g, vdup_n_u8(107));
-        cr = vmlsl_u8(cr, b, vdup_n_u8(21));
+        uint16x8_t cr = vmull_u8(r, vdup_n_u8(vela::kCrWeights.r));
+        cr = vmlsl_u8(cr, g, vdup_n_u8(-vela::kCrWeights.g));
+        cr = vmlsl_u8(cr, b, vdup_n_u8(-vela::kCrWeights.b));
         vst1q_s16(dst[2] + 8 * y, vshrq_n_s16(vreinterpretq_s16_u16(cr), 8));
     }
 }

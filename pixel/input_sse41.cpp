@@ -2,6 +2,7 @@
 
 #include <cstddef>
 
+#include "pixel/color_weights.h"
 #include "pixel/x86_kernels.h"
 
 namespace {

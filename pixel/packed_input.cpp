@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "pixel/blocks.h"
+#include "pixel/color_weights.h"
 
 namespace vela {
 namespace {
@@ -47,20 +48,17 @@ struct Bgr555 {
     }
 };
 
-// JFIF conversion, coefficients * 256, rounded. Those of luminance sum to 256, so that white stays
-// white; those of chrominance to 0, so that grey has none. A chrominance sample over 2^n pixels is
-// computed from their sum: at most 1020 * 128, which needs 32 bits for more than one pixel.
+int32_t weigh(const Rgb& p, const ColorWeights& weights) {
+    return weights.r * p.r + weights.g * p.g + weights.b * p.b;
+}
 
 int16_t luma(const Rgb& p) {
-    return static_cast<int16_t>(((77 * p.r + 150 * p.g + 29 * p.b) >> 8) - 128);
+    return static_cast<int16_t>((weigh(p, kLumaWeights) >> 8) - 128);
 }
 
-int16_t cb(const Rgb& sum, int32_t log2Pixels) {
-    return static_cast<int16_t>((128 * sum.b - 43 * sum.r - 85 * sum.g) >> (8 + log2Pixels));
-}
-
-int16_t cr(const Rgb& sum, int32_t log2Pixels) {
-    return static_cast<int16_t>((128 * sum.r - 107 * sum.g - 21 * sum.b) >> (8 + log2Pixels));
+/// Of the sum of 2^n pixels: at most 1020 * 128, which needs 32 bits for more than one pixel.
+int16_t chroma(const Rgb& sum, const ColorWeights& weights, int32_t log2Pixels) {
+    return static_cast<int16_t>(weigh(sum, weights) >> (8 + log2Pixels));
 }
 
 /// One MCU of 8h x 8v pixels, h and v being the luminance sampling factors.
@@ -79,8 +77,8 @@ void convertMcu(const void* src, ptrdiff_t step, int16_t* const dst[3]) {
                 }
             }
             constexpr int32_t log2Pixels = (h - 1) + (v - 1);
-            dst[1][kBlockRow * y + x] = cb(sum, log2Pixels);
-            dst[2][kBlockRow * y + x] = cr(sum, log2Pixels);
+            dst[1][kBlockRow * y + x] = chroma(sum, kCbWeights, log2Pixels);
+            dst[2][kBlockRow * y + x] = chroma(sum, kCrWeights, log2Pixels);
         }
     }
 }

@@ -1,5 +1,5 @@
 // Conversion of packed pixels on x86 vectors. Included by each instruction set's file, inside its
-// anonymous namespace. Coefficients and rounding are those of the plain version
+// anonymous namespace, behind pixel/color_weights.h. Rounding is that of the plain version
 // (pixel/packed_input.cpp), and so are the results.
 //
 // Row is a vector of 16-bit elements, one per pixel: 8 pixels of a row in 128 bits; in 256 bits 16 of
@@ -48,31 +48,33 @@ struct Bgr555 {
     }
 };
 
-/// a * x + b * y + c * z in 16 bits.
+/// Weighed in 16 bits.
 template <class Row>
-typename Row::V weigh(const Rgb<Row>& p, int32_t r, int32_t g, int32_t b) {
-    return Row::add(Row::add(Row::multiply(p.r, Row::set1(r)), Row::multiply(p.g, Row::set1(g))),
-                    Row::multiply(p.b, Row::set1(b)));
+typename Row::V weigh(const Rgb<Row>& p, const vela::ColorWeights& by) {
+    return Row::add(
+        Row::add(Row::multiply(p.r, Row::set1(by.r)), Row::multiply(p.g, Row::set1(by.g))),
+        Row::multiply(p.b, Row::set1(by.b)));
 }
 
 template <class Row>
 typename Row::V luma(const Rgb<Row>& p) { // the sum is at most 65280, unsigned
-    return Row::sub(Row::template shiftRight<8>(weigh<Row>(p, 77, 150, 29)), Row::set1(128));
+    return Row::sub(Row::template shiftRight<8>(weigh<Row>(p, vela::kLumaWeights)), Row::set1(128));
 }
 
 /// Sums of neighbouring pixels, weighed, in 32 bits.
 template <class Row>
-typename Row::V weighPairs(const Rgb<Row>& p, int32_t r, int32_t g, int32_t b) {
-    return Row::add32(Row::add32(Row::multiplyAddPairs(p.r, Row::set1(r)),
-                                 Row::multiplyAddPairs(p.g, Row::set1(g))),
-                      Row::multiplyAddPairs(p.b, Row::set1(b)));
+typename Row::V weighPairs(const Rgb<Row>& p, const vela::ColorWeights& by) {
+    return Row::add32(Row::add32(Row::multiplyAddPairs(p.r, Row::set1(by.r)),
+                                 Row::multiplyAddPairs(p.g, Row::set1(by.g))),
+                      Row::multiplyAddPairs(p.b, Row::set1(by.b)));
 }
 
 /// One chroma sample for every two elements of p: Cb and Cr, shifted.
 template <class Row, int32_t shift>
 void storeChromaPairs(const Rgb<Row>& p, int16_t* cb, int16_t* cr) {
-    Row::storePacked(Row::template shiftRight32<shift>(weighPairs<Row>(p, -43, -85, 128)),
-                     Row::template shiftRight32<shift>(weighPairs<Row>(p, 128, -107, -21)), cb, cr);
+    Row::storePacked(Row::template shiftRight32<shift>(weighPairs<Row>(p, vela::kCbWeights)),
+                     Row::template shiftRight32<shift>(weighPairs<Row>(p, vela::kCrWeights)), cb,
+                     cr);
 }
 
 /// 4:4:4: Row covers Row::rows rows of 8 pixels.
@@ -83,9 +85,10 @@ void convert444(const void* src, int32_t srcStep, int16_t* const dst[3]) {
     for (int32_t y = 0; y < 8; y += Row::rows, pixels += Row::rows * step) {
         const Rgb<Row> p = Layout::template read<Row>(pixels, step);
         Row::store(dst[0] + 8 * y, luma<Row>(p));
-        Row::store(dst[1] + 8 * y, Row::template shiftRightSigned<8>(weigh<Row>(p, -43, -85, 128)));
+        Row::store(dst[1] + 8 * y,
+                   Row::template shiftRightSigned<8>(weigh<Row>(p, vela::kCbWeights)));
         Row::store(dst[2] + 8 * y,
-                   Row::template shiftRightSigned<8>(weigh<Row>(p, 128, -107, -21)));
+                   Row::template shiftRightSigned<8>(weigh<Row>(p, vela::kCrWeights)));
     }
 }
 

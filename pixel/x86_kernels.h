@@ -7,6 +7,6 @@ namespace vela {
 
 TransformMcus transformMcusSse41, transformMcusAvx2, transformMcusAvx512;
 
-extern const InputRoutines kInputSse41, kInputAvx2;
+extern const InputRoutines kInputSse41, kInputAvx2, kInputAvx512Vbmi;
 
 } // namespace vela
