@@ -2,7 +2,7 @@
 #include "encoder/routine_tables.h"
 
 #include "pixel/neon_kernels.h"
-#include "progressive/block_packers.h"
+#include "progressive/neon_kernels.h"
 #include "tables/neon_kernels.h"
 
 namespace vela {
@@ -12,7 +12,7 @@ constexpr RoutineTable kNeonRoutines = {
     .requiredFeatures = 0, // a build that has these kernels is for processors with NEON
     .transformMcu = transformMcuNeon,
     .encodeMcu = encodeMcuNeon,
-    .packAc = packAcBlock,
+    .packAc = packAcNeon,
     .input = &kInputNeon,
 };
 
