@@ -11,81 +11,31 @@ namespace {
 
 #include "tables/zigzag_scan_neon.h"
 
-/// Bits on their way to memory, gathered from the low end of a word and stored a word at a time.
-/// Invariant: spare is kWordBits - 1 minus the bits held, and not negative. Bits above those held
-/// are left over.
-struct WordGatherer {
-    uint8_t* out;
-    Word bits;
-    int32_t spare;
+#include "stream/word_gatherer.inl"
 
-    /// Takes the bits before the position in its byte along.
-    WordGatherer(uint8_t* dst, int32_t bitPosition) {
-        const int32_t held = bitPosition % 8;
-        out = dst + bitPosition / 8;
-        bits = held == 0 ? 0 : Word{*out} >> (8 - held);
-        spare = kWordBits - 1 - held;
-    }
+using Gatherer = WordGatherer<Word>;
 
-    /// Adds length (1..27) bits; word has no others.
-    void put(Word word, int32_t length) {
-        const int32_t room = spare + 1;
-        spare -= length;
-        if (spare >= 0) {
-            bits = (bits << length) | word;
-            return;
-        }
-        const int32_t rest = length - room; // bits that do not fit
-        storeWord((bits << room) | (word >> rest));
-        bits = word; // those of it that are stored are left over
-        spare += kWordBits;
-    }
+/// Takes the bits before the position in its byte along.
+inline Gatherer gatherFrom(uint8_t* dst, int32_t bitPosition) {
+    uint8_t* const out = dst + bitPosition / 8;
+    const int32_t held = bitPosition % 8;
+    return {out, held == 0 ? 0 : Word{*out} >> (8 - held), held};
+}
 
-    /// All bits of a word, most significant first, stuffed where there is a byte of ones (T.81
-    /// F.1.2.3).
-    void storeWord(Word word) {
-        // Bit 7 of a byte of ones is set, and clear once 1 is added to it, with or without a carry
-        // from below. Other bytes that are found by this only take the longer way.
-        constexpr Word ones = static_cast<Word>(0x0101010101010101);
-        if (__builtin_expect((word & ~(word + ones) & (ones << 7)) == 0, true)) {
-            for (int32_t i = 0; i < kWordBytes; i++) // one store of the reversed bytes
-                out[i] = static_cast<uint8_t>(word >> (kWordBits - 8 - 8 * i));
-            out += kWordBytes;
-            return;
-        }
-        out = storeStuffed(out, word);
-    }
+/// Stores everything, the partial byte without moving past it, and returns the bit position.
+inline int32_t storeRest(Gatherer& gatherer, const uint8_t* dst) {
+    gatherer.storeDownTo(8);
+    *gatherer.out = static_cast<uint8_t>(gatherer.bits << (8 - gatherer.held()));
+    return static_cast<int32_t>(gatherer.out - dst) * 8 + gatherer.held();
+}
 
-    [[gnu::noinline]] static uint8_t* storeStuffed(uint8_t* to, Word word) {
-        for (int32_t i = 0; i < kWordBytes; i++, word <<= 8)
-            to = storeByte(to, word >> (kWordBits - 8));
-        return to;
-    }
-
-    static uint8_t* storeByte(uint8_t* to, Word byte) {
-        *to++ = static_cast<uint8_t>(byte);
-        if (static_cast<uint8_t>(byte) == 0xFF)
-            *to++ = 0;
-        return to;
-    }
-
-    /// Stores everything, the partial byte without moving past it, and returns the bit position.
-    int32_t finish(const uint8_t* dst) {
-        int32_t held = kWordBits - 1 - spare;
-        for (; held >= 8; held -= 8)
-            out = storeByte(out, bits >> (held - 8));
-        *out = static_cast<uint8_t>(bits << (8 - held));
-        return static_cast<int32_t>(out - dst) * 8 + held;
-    }
-};
-
-inline void putCode(WordGatherer& gatherer, uint32_t entry) {
+inline void putCode(Gatherer& gatherer, uint32_t entry) {
     gatherer.put(entry & 0xFFFF, static_cast<int32_t>(entry >> 16));
 }
 
 /// A symbol with the bits of value behind it; mayBeZero: value may be 0, which has none.
 template <bool mayBeZero>
-void putValue(WordGatherer& gatherer, const uint32_t* table, int32_t run, int32_t value) {
+void putValue(Gatherer& gatherer, const uint32_t* table, int32_t run, int32_t value) {
     const int32_t below = value + (value >> 31); // of a negative value the magnitude's complement
     const auto magnitude = static_cast<uint32_t>(below ^ (below >> 31));
     const int32_t size = mayBeZero && magnitude == 0 ? 0 : 32 - __builtin_clz(magnitude);
@@ -99,7 +49,7 @@ void putValue(WordGatherer& gatherer, const uint32_t* table, int32_t run, int32_
 /// Codes those of the coefficients from first on that have a bit in left, from its highest one on.
 /// next: the first coefficient that is not coded yet, there or before; returns the new one. first
 /// and next are places in kByteOffsets.
-inline const uint8_t* codeCoefficients(WordGatherer& gatherer, const int16_t* block, Word left,
+inline const uint8_t* codeCoefficients(Gatherer& gatherer, const int16_t* block, Word left,
                                        const uint8_t* first, const uint8_t* next,
                                        const uint32_t* table) {
     if (left == 0)
@@ -121,7 +71,7 @@ inline const uint8_t* codeCoefficients(WordGatherer& gatherer, const int16_t* bl
     }
 }
 
-inline void encodeBlock(const int16_t* block, WordGatherer& gatherer, int16_t* predictor,
+inline void encodeBlock(const int16_t* block, Gatherer& gatherer, int16_t* predictor,
                         const uint32_t* dcTable, const uint32_t* acTable) {
     const uint8x8_t mask = vmvn_u8(zeroMask(block));
     putValue<true>(gatherer, dcTable, 0, block[0] - *predictor);
@@ -142,11 +92,11 @@ inline void encodeBlock(const int16_t* block, WordGatherer& gatherer, int16_t* p
 namespace vela {
 
 int32_t encodeMcuNeon(const BlockSpec* blocks, uint8_t* dst, int32_t bitPosition) {
-    WordGatherer gatherer(dst, bitPosition);
+    Gatherer gatherer = gatherFrom(dst, bitPosition);
     for (int32_t i = 0; i < blocks->blockCount; i++)
         encodeBlock(blocks->blockSamples[i], gatherer, blocks->blockPredictor[i],
                     blocks->blockDcTable[i]->entry, blocks->blockAcTable[i]->entry);
-    return gatherer.finish(dst);
+    return storeRest(gatherer, dst);
 }
 
 } // namespace vela

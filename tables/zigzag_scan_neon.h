@@ -7,8 +7,7 @@ using Word = uint64_t;
 #else
 using Word = uint32_t;
 #endif
-constexpr int32_t kWordBytes = sizeof(Word);
-constexpr int32_t kWordBits = 8 * kWordBytes;
+constexpr int32_t kWordBits = 8 * sizeof(Word);
 
 /// The least index that has a bit in a word that is not 0: masks start at the highest bit.
 inline int32_t firstIndex(Word word) {
