@@ -9,10 +9,19 @@ inline Word maskWord(uint64_t mask, int32_t) {
     return mask;
 }
 
+template <class Order>
+const Order& orderInWord(const Order& order, int32_t) {
+    return order;
+}
+
 inline int32_t firstIndex(Word word) {
     return __builtin_ctzll(word);
 }
 
 inline Word bitOf(int32_t index) {
     return Word{1} << index;
+}
+
+inline Word throughLast(Word word) {
+    return word == 0 ? 0 : ~Word{0} >> __builtin_clzll(word);
 }

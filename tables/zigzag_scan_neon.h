@@ -21,6 +21,11 @@ inline Word bitOf(int32_t index) {
     return Word{1} << (kWordBits - 1) >> index;
 }
 
+/// All indices up to the greatest one of a word.
+inline Word throughLast(Word word) {
+    return word | (0 - word);
+}
+
 constexpr int32_t kMaskWords = 64 / kWordBits;
 
 // ------------------------------------------------------------------------------- bytes of flags
@@ -112,7 +117,7 @@ inline Word maskWord(uint8x8_t mask, int32_t) {
 #else
 
 struct Slices {
-    uint8x8_t of[8]; // those of bits 4..7 stand in the upper lanes of kMaskOrder
+    uint8x8_t of[8];
 };
 
 /// Four rows' bytes as a table.
@@ -124,18 +129,20 @@ uint8x8x4_t tableOf(const int16_t* fourRows) {
 
 /// Of positions in the lower table the upper one yields zeros; those in the upper one wrap for the
 /// lower one, and leave what is there.
-inline uint8x8_t pick(uint8x8x4_t upper, uint8x8x4_t lower, const uint8_t positions[8]) {
-    const uint8x8_t at = vld1_u8(positions);
-    return vtbx4_u8(vtbl4_u8(upper, at), lower, vsub_u8(at, vdup_n_u8(32)));
-}
-
 template <uint8x16_t bytesOf(const int16_t* twoRows)>
 Slices slicesOf(const int16_t* block) {
     const uint8x8x4_t upper = tableOf<bytesOf>(block);
     const uint8x8x4_t lower = tableOf<bytesOf>(block + 32);
+    const auto pick = [&](uint8x8_t at, uint8x8_t wrapped) {
+        return vtbx4_u8(vtbl4_u8(upper, at), lower, wrapped);
+    };
     Slices slices;
-    for (int32_t s = 0; s < 8; s++)
-        slices.of[s] = pick(upper, lower, kMaskOrder.slices[s % 4] + s / 4 * 8);
+    for (int32_t s = 0; s < 4; s++) {
+        const uint8x16_t at = vld1q_u8(kMaskOrder.slices[s]);
+        const uint8x16_t wrapped = vsubq_u8(at, vdupq_n_u8(32));
+        slices.of[s] = pick(vget_low_u8(at), vget_low_u8(wrapped));
+        slices.of[s + 4] = pick(vget_high_u8(at), vget_high_u8(wrapped));
+    }
     return slices;
 }
 
@@ -182,14 +189,20 @@ struct ByteOffsets {
 };
 constexpr ByteOffsets kByteOffsets;
 
-/// The coefficient of a zigzag index in a block of transposed order.
+/// The coefficients of a block of transposed order, by zigzag index from some index on.
 struct OffsetOrder {
     const int16_t* block;
+    const uint8_t* offsets = kByteOffsets.of;
+
     int32_t operator()(int32_t k) const {
-        const auto* const at = reinterpret_cast<const unsigned char*>(block) + kByteOffsets.of[k];
+        const auto* const at = reinterpret_cast<const unsigned char*>(block) + offsets[k];
         return *reinterpret_cast<const int16_t*>(at);
     }
 };
+
+inline OffsetOrder orderInWord(const OffsetOrder& order, int32_t word) {
+    return {order.block, order.offsets + word * kWordBits};
+}
 
 /// AC coefficients that are not 0, and among them those of magnitude 1.
 struct CoefficientMasks {
