@@ -2,7 +2,7 @@
 #include "encoder/routine_tables.h"
 
 #include "pixel/neon_kernels.h"
-#include "progressive/block_packers.h"
+#include "progressive/neon_kernels.h"
 #include "tables/neon_kernels.h"
 
 namespace vela {
@@ -13,7 +13,7 @@ constexpr RoutineTable kNeonRoutines = {
     .batchBlocks = 0,
     .transformMcus = transformMcusNeon,
     .encodeMcus = encodeMcusNeon,
-    .packAc = packAcBlock,
+    .packAc = packAcNeon,
     .input = &kInputNeon,
 };
 

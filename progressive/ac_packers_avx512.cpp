@@ -1,6 +1,7 @@
 #include <immintrin.h>
 
 #include "progressive/block_packers.h"
+#include "progressive/packed_stream.h"
 #include "progressive/record_writers.h"
 #include "progressive/x86_kernels.h"
 #include "state/zigzag.h"
@@ -8,6 +9,8 @@
 namespace {
 
 #include "tables/zigzag_scan_x86.h"
+
+#include "progressive/mask_words_x86.h"
 
 #include "progressive/ac_packers_lanes.inl"
 

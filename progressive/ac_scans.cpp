@@ -6,24 +6,29 @@ namespace vela {
 namespace {
 
 /// A symbol and the extra bits behind it: of the coefficient, or of the end-of-band run.
-void encodeSymbol(uint32_t symbol, PackedReader& in, BitGatherer& gatherer,
+void encodeSymbol(uint32_t symbol, PackedReader& in, ScanGatherer& gatherer,
                   const EncodeHuffmanSpec& table) {
-    const uint32_t size = symbol & 15;
-    const auto bits = static_cast<int32_t>(size != 0              ? size
-                                           : symbol == kSymbolZrl ? 0
-                                                                  : symbol >> 4);
-    putSymbol(gatherer, table, symbol, bits > 0 ? in.value(bits) : 0, bits);
+    auto bits = static_cast<int32_t>(symbol & 15);
+    uint32_t extra = 0;
+    if (__builtin_expect(static_cast<uint32_t>(bits) - 1 < 8, true)) {
+        extra = in.next();
+    } else if (bits != 0) {
+        extra = in.value(bits);
+    } else if (symbol != kSymbolZrl && symbol != 0) {
+        bits = static_cast<int32_t>(symbol >> 4);
+        extra = in.value(bits) & ((1u << bits) - 1); // a run of full length has its upper bit too
+    }
+    putSymbol(gatherer, table, symbol, extra, bits);
 }
 
 /// Short records are written between symbols: the reserve holds them.
 constexpr int32_t kMaxShortRecord = 0xFF;
 static_assert(2 * (kMaxShortRecord / 8 + 1) + kMaxSymbolBytes <= kUnitReserve);
 
-void encodeShortRecord(int32_t count, PackedReader& in, BitGatherer& gatherer) {
-    const int32_t inFirst = count % 8;
-    if (inFirst != 0)
-        gatherer.put(in.byte() & ((1u << inFirst) - 1), inFirst);
-    for (int32_t i = count / 8; i > 0; i--)
+/// Of count (1..255) correction bits.
+void encodeShortRecord(uint32_t count, PackedReader& in, ScanGatherer& gatherer) {
+    gatherer.put(in.next(), static_cast<int32_t>((count - 1) % 8) + 1);
+    for (; count > 8; count -= 8)
         gatherer.put(in.byte(), 8);
 }
 
@@ -43,22 +48,25 @@ Status encodeLongRecord(int32_t count, PackedReader& in, ScanOutput& output) {
 
 Status velaEncodeScanData_ACFirst_JPEG(Bitstream_JPEG* out, const Bitstream_JPEG* scanBuf,
                                        const EncodeHuffmanSpec* acTable, EncoderState_JPEG* st) {
-    PackedReader in(*scanBuf);
+    PackedReader::Tail tail;
+    PackedReader in(*scanBuf, tail);
     ScanOutput output(out, st);
     while (in.more()) {
         const Status status = output.makeRoom();
         if (status != ENC_STATUS_OK)
             return status;
-        BitGatherer gatherer = output.gather();
-        int64_t symbols = output.unitsWithoutFlush(kMaxSymbolBytes);
-        bool marker = false;
-        for (; symbols > 0 && in.more() && !marker; symbols--) {
-            encodeSymbol(in.byte(), in, gatherer, *acTable);
-            marker = st->restartInterval > 0 && in.atMarker();
+        ScanGatherer gatherer = output.gather();
+        uint32_t symbol = 0;
+        for (int32_t units = output.unitsWithoutFlush(kMaxSymbolBytes); units > 0 && in.more();
+             units--) {
+            symbol = in.next();
+            if (symbol == kRecordMarker)
+                break;
+            encodeSymbol(symbol, in, gatherer, *acTable);
         }
         output.settle(gatherer);
-        if (marker)
-            output.copyMarker(in);
+        if (symbol == kRecordMarker)
+            output.copyMarker(in.next());
     }
     output.finish();
     return ENC_STATUS_OK;
@@ -66,35 +74,33 @@ Status velaEncodeScanData_ACFirst_JPEG(Bitstream_JPEG* out, const Bitstream_JPEG
 
 Status velaEncodeScanData_ACRefine_JPEG(Bitstream_JPEG* out, const Bitstream_JPEG* scanBuf,
                                         const EncodeHuffmanSpec* acTable, EncoderState_JPEG* st) {
-    PackedReader in(*scanBuf);
+    PackedReader::Tail tail;
+    PackedReader in(*scanBuf, tail);
     ScanOutput output(out, st);
     while (in.more()) {
         Status status = output.makeRoom();
         if (status != ENC_STATUS_OK)
             return status;
-        if (in.atMarker()) {
-            output.copyMarker(in);
-            continue;
-        }
-        BitGatherer gatherer = output.gather();
-        int64_t units = output.unitsWithoutFlush(kMaxSymbolBytes);
+        ScanGatherer gatherer = output.gather();
         uint32_t symbol = 0;
-        while (units > 0 && in.more() && !in.atMarker()) {
-            symbol = in.byte();
-            if (symbol == PACK_ESC_BITS16)
-                break;
-            units--;
-            if (symbol == PACK_ESC_BITS8) {
-                const int32_t count = in.value(8);
-                encodeShortRecord(count, in, gatherer);
-                units -= count / 32 + 1;
-            } else { // a new coefficient has one extra bit, its sign
+        for (int32_t units = output.unitsWithoutFlush(kMaxSymbolBytes); units > 0 && in.more();
+             units--) {
+            symbol = in.next();
+            if (symbol < PACK_ESC_BITS16) { // a new coefficient has one extra bit, its sign
                 encodeSymbol(symbol, in, gatherer, *acTable);
+            } else if (symbol == PACK_ESC_BITS8) {
+                const uint32_t count = in.next();
+                encodeShortRecord(count, in, gatherer);
+                units -= static_cast<int32_t>(count / 32);
+            } else {
+                break;
             }
         }
         output.settle(gatherer);
-        if (symbol == PACK_ESC_BITS16)
-            status = encodeLongRecord(in.value(16), in, output);
+        if (symbol == kRecordMarker)
+            output.copyMarker(in.next());
+        else if (symbol == PACK_ESC_BITS16)
+            status = encodeLongRecord(static_cast<int32_t>(in.value(16)), in, output);
         if (status != ENC_STATUS_OK)
             return status;
     }

@@ -22,9 +22,14 @@ int32_t velaCoeffPack_DC_JPEG(const int16_t* block, uint32_t* counts, Bitstream_
     packValue(*dcFirstBuf, static_cast<uint32_t>(difference < 0 ? difference - 1 : difference),
               size);
 
-    int32_t added = 0;
-    velaWriteStreamBits_JPEG(dc, 1, dcRefineBuf->cursor, &added, &refineCoder->bits);
-    dcRefineBuf->cursor += added;
+    BitWriterState& bits = refineCoder->bits; // a single bit goes in without the writer's shifts
+    bits.bitAccumulator |= (static_cast<uint32_t>(dc) & 1) << (31 - bits.bitsUsed);
+    if (++bits.bitsUsed == 32) {
+        int32_t added = 0;
+        velaWriteFourBytes_JPEG(bits.bitAccumulator, dcRefineBuf->cursor, &added);
+        dcRefineBuf->cursor += added;
+        bits = {};
+    }
     return ENC_STATUS_OK;
 }
 

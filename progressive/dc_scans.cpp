@@ -7,11 +7,12 @@ namespace vela {
 namespace {
 
 /// A difference's size is 0..11; nothing in a byte sequence from elsewhere makes it more than the
-/// 16 bits that a value has.
-constexpr uint32_t kMaxDifferenceSize = 16;
+/// 15 bits that may stand behind a code.
+constexpr uint32_t kMaxDifferenceSize = 15;
 
-void encodeDifference(PackedReader& in, BitGatherer& gatherer, const EncodeHuffmanSpec& table) {
-    const uint32_t size = std::min(in.byte(), kMaxDifferenceSize);
+void encodeDifference(uint32_t symbol, PackedReader& in, ScanGatherer& gatherer,
+                      const EncodeHuffmanSpec& table) {
+    const uint32_t size = std::min(symbol, kMaxDifferenceSize);
     const auto bits = static_cast<int32_t>(size);
     putSymbol(gatherer, table, size, in.value(bits), bits);
 }
@@ -42,7 +43,8 @@ Status velaEncodeScanData_Progressive_JPEG(Bitstream_JPEG* out, EncoderState_JPE
 Status velaEncodeScanData_DCFirst_JPEG(Bitstream_JPEG* out, const Bitstream_JPEG* scanBuf,
                                        const EncodeHuffmanSpec* const dcTables[2],
                                        EncoderState_JPEG* st) {
-    PackedReader in(*scanBuf);
+    PackedReader::Tail tail;
+    PackedReader in(*scanBuf, tail);
     ScanOutput output(out, st);
     const int32_t lumaBlocks = st->blockSpec.blockCount - st->blockSpec.chromaBlocks;
     const int32_t blocks = st->blockSpec.blockCount;
@@ -50,17 +52,20 @@ Status velaEncodeScanData_DCFirst_JPEG(Bitstream_JPEG* out, const Bitstream_JPEG
         const Status status = output.makeRoom();
         if (status != ENC_STATUS_OK)
             return status;
-        BitGatherer gatherer = output.gather();
-        int64_t mcus = output.unitsWithoutFlush(kMaxBlocksPerMcu * kMaxSymbolBytes);
-        bool marker = false;
-        for (; mcus > 0 && in.more() && !marker; mcus--) {
-            for (int32_t b = 0; b < blocks; b++)
-                encodeDifference(in, gatherer, *dcTables[b < lumaBlocks ? 0 : 1]);
-            marker = st->restartInterval > 0 && in.atMarker();
+        ScanGatherer gatherer = output.gather();
+        int32_t mcus = output.unitsWithoutFlush(kMaxBlocksPerMcu * kMaxSymbolBytes);
+        uint32_t symbol = 0;
+        for (; mcus > 0 && in.more() && symbol != kRecordMarker; mcus--) {
+            for (int32_t b = 0; b < blocks && in.more(); b++) {
+                symbol = in.next();
+                if (symbol == kRecordMarker)
+                    break;
+                encodeDifference(symbol, in, gatherer, *dcTables[b < lumaBlocks ? 0 : 1]);
+            }
         }
         output.settle(gatherer);
-        if (marker)
-            output.copyMarker(in);
+        if (symbol == kRecordMarker)
+            output.copyMarker(in.next());
     }
     output.finish();
     return ENC_STATUS_OK;

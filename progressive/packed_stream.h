@@ -27,6 +27,7 @@ namespace vela {
 
 inline constexpr uint8_t PACK_ESC_BITS8 = 0xFE;
 inline constexpr uint8_t PACK_ESC_BITS16 = 0xFD;
+inline constexpr uint8_t kRecordMarker = 0xFF;
 
 /// Entry i: significant bits of i.
 inline constexpr std::array<uint8_t, 256> _csizetable1 = [] {

@@ -11,34 +11,59 @@
 
 namespace vela {
 namespace {
-#include "stream/bit_gatherer.inl"
+#include "stream/word_gatherer.inl"
 } // namespace
 
-/// Reads records; behind the end there are zeros.
+using ScanGatherer = WordGatherer<uintptr_t>; // of the processor's registers
+
+/// Reads records. Each starts behind a call of more(), and may then read kRecordHead bytes with
+/// next(): the buffer's last bytes, where a record may be cut off, are read from a copy with zeros
+/// behind them.
 class PackedReader {
 public:
-    explicit PackedReader(const Bitstream_JPEG& buffer) : at_(buffer.start), end_(buffer.cursor) {}
+    static constexpr int32_t kRecordHead = 3;
+    using Tail = uint8_t[2 * kRecordHead];
 
-    bool more() const { return at_ < end_; }
+    PackedReader(const Bitstream_JPEG& buffer, Tail& tail)
+        : at_(buffer.start), end_(buffer.cursor), tail_(tail) {
+        const auto beforeTail = std::max<ptrdiff_t>(end_ - at_ - (kRecordHead - 1), 0);
+        wholeEnd_ = at_ + beforeTail;
+    }
+
+    bool more() {
+        if (__builtin_expect(at_ < wholeEnd_, true))
+            return true;
+        if (at_ >= end_)
+            return false;
+        const auto left = static_cast<size_t>(end_ - at_); // fewer than kRecordHead
+        std::memset(tail_, 0, sizeof(Tail));
+        std::memcpy(tail_, at_, left);
+        at_ = tail_;
+        end_ = tail_ + left;
+        wholeEnd_ = end_;
+        return true;
+    }
+
+    uint32_t next() { return *at_++; }
+
+    /// Of a record's bytes behind its head; 0 where the buffer has ended.
     uint32_t byte() { return at_ < end_ ? *at_++ : 0; }
 
     /// A value of 0..16 bits that stands in one byte or two.
-    int32_t value(int32_t bits) {
-        const uint32_t high = bits > 8 ? byte() : 0;
-        return static_cast<int32_t>((high << 8) | byte());
-    }
-
-    bool atMarker() const {
-        return end_ - at_ >= 2 && at_[0] == 0xFF && at_[1] >= 0xD0 && at_[1] <= 0xD7;
+    uint32_t value(int32_t bits) {
+        const uint32_t high = bits > 8 ? next() : 0;
+        return (high << 8) | next();
     }
 
 private:
     const uint8_t* at_;
+    const uint8_t* wholeEnd_; // before it a record's head is whole
     const uint8_t* end_;
+    uint8_t* tail_; // outside, so that the pointers can stay in registers
 };
 
-/// Writes codes, bits and markers. Between units the pending bits, fewer than 32, stand in the state's
-/// bit writer; the bytes before them are in the output.
+/// Writes codes, bits and markers. Between units the pending bits, fewer than 32, stand in the
+/// state's bit writer; the bytes before them are in the output.
 class ScanOutput {
 public:
     ScanOutput(Bitstream_JPEG* out, EncoderState_JPEG* st)
@@ -56,25 +81,23 @@ public:
         return makeRoom(std::max(bytes, kUnitReserve));
     }
 
-    /// How many units of at most unitBytes each can be written until less than the reserve, which is
-    /// free now, would be: no flush is due before. At least one.
-    int64_t unitsWithoutFlush(int32_t unitBytes) const {
-        return (streamRoom(*out_) - kUnitReserve) / unitBytes + 1;
+    /// How many units of at most unitBytes each can be written until less than the reserve, which
+    /// is free now, would be: no flush is due before. At least one.
+    int32_t unitsWithoutFlush(int32_t unitBytes) const {
+        return (static_cast<int32_t>(streamRoom(*out_)) - kUnitReserve) / unitBytes + 1;
     }
 
     /// The bits move to a gatherer for some units, and back.
-    BitGatherer gather() const {
+    ScanGatherer gather() const {
         const int32_t held = bits_->bitsUsed;
-        const uint64_t pending = held == 0 ? 0 : bits_->bitAccumulator >> (32 - held);
-        return {out_->cursor, pending, 64 - held};
+        return {out_->cursor, held == 0 ? 0 : bits_->bitAccumulator >> (32 - held), held};
     }
-    void settle(BitGatherer& gatherer) {
-        if (gatherer.free <= 32) // the bit writer would have stored a word
-            gatherer.storeBytes(4);
-        const int32_t held = 64 - gatherer.free;
+    void settle(ScanGatherer& gatherer) {
+        gatherer.storeDownTo(32); // as many as the bit writer holds
+        const int32_t held = gatherer.held();
         out_->cursor = gatherer.out;
         bits_->bitsUsed = held;
-        bits_->bitAccumulator = held == 0 ? 0 : static_cast<uint32_t>(gatherer.bits << (32 - held));
+        bits_->bitAccumulator = held == 0 ? 0 : static_cast<uint32_t>(gatherer.bits) << (32 - held);
     }
 
     void putBits(int32_t value, int32_t count) {
@@ -90,11 +113,11 @@ public:
         out_->cursor += added;
     }
 
-    /// Ends a restart interval with the marker that stands in the packed stream.
-    void copyMarker(PackedReader& in) {
+    /// Ends a restart interval.
+    void copyMarker(uint32_t marker) {
         finish();
-        *out_->cursor++ = static_cast<uint8_t>(in.byte());
-        *out_->cursor++ = static_cast<uint8_t>(in.byte());
+        *out_->cursor++ = kRecordMarker;
+        *out_->cursor++ = static_cast<uint8_t>(marker);
     }
 
 private:
@@ -103,13 +126,11 @@ private:
     BitWriterState* bits_;
 };
 
-/// A symbol's code with bits (0..16) extra bits behind it.
-inline void putSymbol(BitGatherer& gatherer, const EncodeHuffmanSpec& table, uint32_t symbol,
-                      int32_t value, int32_t bits) {
+/// A symbol's code with bits (0..15) extra bits behind it; extra has no others.
+inline void putSymbol(ScanGatherer& gatherer, const EncodeHuffmanSpec& table, uint32_t symbol,
+                      uint32_t extra, int32_t bits) {
     const uint32_t entry = table.entry[symbol];
-    const uint32_t extra = static_cast<uint32_t>(value) & ((1u << bits) - 1);
-    gatherer.put((uint64_t{entry & 0xFFFF} << bits) | extra,
-                 static_cast<int32_t>(entry >> 16) + bits);
+    gatherer.put((entry & 0xFFFF) << bits | extra, static_cast<int32_t>(entry >> 16) + bits);
 }
 
 // Bytes that up to 32 bits add at the most: one word of the bit writer, every byte of it stuffed.

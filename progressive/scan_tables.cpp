@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <functional>
+#include <utility>
 
 #include "tables/huffman_tables.h"
 
@@ -99,6 +100,19 @@ void dropReserved(int32_t* codes) {
     }
 }
 
+/// The symbols that have a code, shorter codes first, those of one length in their order.
+void sortSymbols(const int32_t* codesize, uint8_t* sorted) {
+    int32_t next[kMaxLengthBefore + 1] = {}; // by length: how many, then the next one's place
+    for (int32_t symbol = 0; symbol < kReserved; symbol++)
+        next[codesize[symbol]]++;
+    int32_t place = 0;
+    for (int32_t length = 1; length <= kMaxLengthBefore; length++)
+        place += std::exchange(next[length], place);
+    for (int32_t symbol = 0; symbol < kReserved; symbol++)
+        if (codesize[symbol] != 0)
+            sorted[next[codesize[symbol]]++] = static_cast<uint8_t>(symbol);
+}
+
 Status buildTable(uint32_t* counts, int32_t selector, int32_t isAC, Bitstream_JPEG* out,
                   EncoderState_JPEG* st) {
     HuffmanSpecWork work;
@@ -145,11 +159,7 @@ int32_t velaHuffmanTableSpecInit_JPEG_8u(uint32_t counts[257], int32_t codesize[
         bitsWork[length] = static_cast<uint8_t>(codes[length]);
     std::copy_n(bitsWork + 1, kMaxLength, BITS);
 
-    int32_t k = 0;
-    for (int32_t length = 1; length <= kMaxLengthBefore; length++)
-        for (int32_t symbol = 0; symbol < kReserved; symbol++)
-            if (codesize[symbol] == length)
-                HUFFVAL[k++] = static_cast<uint8_t>(symbol);
+    sortSymbols(codesize, HUFFVAL);
     return ENC_STATUS_OK;
 }
 

@@ -3,8 +3,6 @@
 #include <cstddef>
 #include <limits>
 
-#include "stream/output_stream.h"
-
 namespace vela {
 namespace {
 
@@ -15,7 +13,10 @@ int32_t growthBytes(int32_t scanBufferCount, int32_t index) {
     return index == 0 || index == 1 || index == lumaRefine ? 4096 : 1024;
 }
 
-Status growBuffer(Bitstream_JPEG& buffer, int32_t growBy, EncoderState_JPEG* state) {
+/// Rarely called, unlike the check, which is better off without its code.
+[[nodiscard, gnu::noinline]] Status growBuffer(Bitstream_JPEG& buffer, EncoderState_JPEG* state) {
+    const auto index = static_cast<int32_t>(&buffer - state->scanBuffer);
+    const int32_t growBy = growthBytes(state->scanBufferCount, index);
     if (buffer.size > std::numeric_limits<int32_t>::max() - growBy)
         return ENC_STATUS_NOMEM;
     const int32_t newSize = buffer.size + growBy;
@@ -34,11 +35,11 @@ Status growBuffer(Bitstream_JPEG& buffer, int32_t growBy, EncoderState_JPEG* sta
 } // namespace
 
 Status velaCheckOverflow_JPEG(EncoderState_JPEG* state) {
-    for (int32_t i = 0; i < state->scanBufferCount; i++) {
-        Bitstream_JPEG& buffer = state->scanBuffer[i];
-        if (streamRoom(buffer) >= kScanBufferReserve)
+    Bitstream_JPEG* const end = state->scanBuffer + state->scanBufferCount;
+    for (Bitstream_JPEG* buffer = state->scanBuffer; buffer < end; buffer++) {
+        if (buffer->cursor - buffer->start <= buffer->size - kScanBufferReserve)
             continue;
-        const Status status = growBuffer(buffer, growthBytes(state->scanBufferCount, i), state);
+        const Status status = growBuffer(*buffer, state);
         if (status != ENC_STATUS_OK)
             return status;
     }

@@ -7,6 +7,8 @@
 
 #include "encoder/cpu_features.h"
 #include "encoder/routine_choice.h"
+#include "progressive/block_packers.h"
+#include "progressive/record_writers.h"
 #include "support/guarded.h"
 #include "support/picture.h"
 #include "tables/block_coder.h"
@@ -216,17 +218,31 @@ TEST_P(Kernels, AcPackers) {
     std::mt19937 random(4);
     for (int series = 0; series < 60; series++) {
         PackedScan sides[2][2]; // [plain or not][first or refinement]
+        const bool nearLimits = series % 4 == 1;
+        for (auto& side : sides) {
+            if (!nearLimits)
+                continue;
+            side[0].coder.eobRun = kMaxEobRun - 2;
+            side[1].coder.eobRun = series % 8 == 1 ? kMaxEobRun - 2 : 2;
+            side[1].coder.correctionCount = kMaxPendingCorrections - 2;
+            std::fill_n(side[1].coder.correctionBits + 100, 77, uint8_t{1});
+        }
         for (int round = 0; round < 100; round++) {
             Mcus mcu(1, 1, 50);
             fillCoefficients(mcu, random);
+            int16_t* const samples = mcu.blocks.blockSamples[0];
             if (series % 3 == 0)
                 for (int k = 0; k < 64; k++) // small ones, of which many become new
-                    mcu.block(0)[k] %= 4;
+                    samples[k] %= 4;
+            if (nearLimits && round < 4) { // one block or one correction bit more at a time
+                std::fill_n(samples, 64, int16_t{0});
+                samples[9] = series % 8 == 1 ? 0 : -6;
+            }
             for (int side = 0; side < 2; side++) {
                 const RoutineTable& routines = side == 0 ? kPlainRoutines : *GetParam();
                 PackedScan& first = sides[side][0];
                 PackedScan& refine = sides[side][1];
-                routines.packAc(mcu.block(0), {first.counts, &first.buffer, &first.coder},
+                routines.packAc(samples, {first.counts, &first.buffer, &first.coder},
                                 {refine.counts, &refine.buffer, &refine.coder});
             }
             ASSERT_TRUE(mcu.memory.intact());
