@@ -1,5 +1,5 @@
-// Non-zero coefficients in zigzag order on x86 vectors (tables/block_coder_lanes.inl): in each
-// instruction set's file, in its anonymous namespace, behind immintrin.h.
+// Non-zero coefficients in zigzag order on x86 vectors: in each instruction set's file, in its
+// anonymous namespace, behind immintrin.h.
 
 /// A bit per zigzag index: coefficients that are not 0, and among them those of magnitude 1.
 struct CoefficientMasks {

@@ -1,0 +1,35 @@
+// Code words of a block's values, for the coders that put them one by one. Included inside an anonymous
+// namespace behind stream/word_gatherer.inl and the choice of its word, Word.
+
+using Gatherer = WordGatherer<Word>;
+
+/// Takes the bits before the position in its byte along.
+inline Gatherer gatherFrom(uint8_t* dst, int32_t bitPosition) {
+    uint8_t* const out = dst + bitPosition / 8;
+    const int32_t held = bitPosition % 8;
+    return {out, held == 0 ? 0 : Word{*out} >> (8 - held), held};
+}
+
+/// Stores everything, the partial byte without moving past it, and returns the bit position.
+inline int32_t storeRest(Gatherer& gatherer, const uint8_t* dst) {
+    gatherer.storeDownTo(8);
+    *gatherer.out = static_cast<uint8_t>(gatherer.bits << (8 - gatherer.held()));
+    return static_cast<int32_t>(gatherer.out - dst) * 8 + gatherer.held();
+}
+
+inline void putCode(Gatherer& gatherer, uint32_t entry) {
+    gatherer.put(entry & 0xFFFF, static_cast<int32_t>(entry >> 16));
+}
+
+/// A symbol with the bits of value behind it; mayBeZero: value may be 0, which has none.
+template <bool mayBeZero>
+void putValue(Gatherer& gatherer, const uint32_t* table, int32_t run, int32_t value) {
+    const int32_t below = value + (value >> 31); // of a negative value the magnitude's complement
+    const auto magnitude = static_cast<uint32_t>(below ^ (below >> 31));
+    const int32_t size = mayBeZero && magnitude == 0 ? 0 : 32 - __builtin_clz(magnitude);
+    const uint32_t entry = table[16 * run + size];
+    // A negative value is coded as value - 1 + 2^size (T.81 F.1.2.1).
+    const uint32_t code = (entry & 0xFFFF) - static_cast<uint32_t>(below >> 31);
+    gatherer.put((code << size) + static_cast<uint32_t>(below),
+                 static_cast<int32_t>(entry >> 16) + size);
+}
