@@ -44,7 +44,7 @@ constexpr RoutineTable kAvx512VbmiRoutines = {
     .batchBlocks = kMaxBatchBlocks,
     .transformMcus = transformMcusAvx512,
     .encodeMcus = encodeMcusAvx512Vbmi,
-    .packAc = packAcAvx512,
+    .packAc = packAcAvx512Vbmi,
     .input = &kInputAvx512Vbmi,
 };
 

@@ -12,8 +12,10 @@
 namespace vela {
 namespace {
 
-static_assert(kMaxAcFirstBytes == 197 && 2 * kMaxAcFirstBytes <= kScanBufferReserve);
-static_assert(kMaxAcRefineBytes == 299 && 2 * kMaxAcRefineBytes <= kScanBufferReserve);
+// An MCU has at most two blocks for the same buffers.
+static_assert(kMaxAcFirstBytes == 197 && 2 * kMaxAcFirstBytes + kPackerSlack <= kScanBufferReserve);
+static_assert(kMaxAcRefineBytes == 299 &&
+              2 * kMaxAcRefineBytes + kPackerSlack <= kScanBufferReserve);
 
 void packAc(EncoderState_JPEG* st, const int16_t* samples, const BlockSpec& blocks, int32_t b) {
     const BlockScans& scan = blocks.blockScan[b];

@@ -5,6 +5,6 @@
 
 namespace vela {
 
-PackAc packAcSse41, packAcAvx2, packAcAvx512;
+PackAc packAcSse41, packAcAvx2, packAcAvx512, packAcAvx512Vbmi;
 
 } // namespace vela

@@ -30,8 +30,11 @@ struct AcScan {
 };
 
 /// Packs one block's AC coefficients for their first scan, without their lowest bit, and for its
-/// refinement.
+/// refinement. The buffers have room for what a block adds at most (progressive/block_packers.h) and
+/// kPackerSlack more.
 using PackAc = void(const int16_t* block, const AcScan& first, const AcScan& refine);
+
+inline constexpr int32_t kPackerSlack = 64; // kernels may store a whole register
 
 /// Input of whole MCUs.
 struct InputRoutines {

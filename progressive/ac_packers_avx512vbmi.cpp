@@ -1,0 +1,117 @@
+// The AC packers in 512 bits, for processors with VBMI2: a block's coefficients as bytes, and all records
+// of its first scan at once.
+#include <immintrin.h>
+
+#include <bit>
+
+#include "progressive/block_packers.h"
+#include "progressive/packed_stream.h"
+#include "progressive/record_writers.h"
+#include "progressive/x86_kernels.h"
+#include "state/zigzag.h"
+
+namespace {
+
+#include "tables/zigzag_scan_x86.h"
+
+#include "progressive/mask_words_x86.h"
+
+#include "progressive/ac_packers_lanes.inl"
+
+struct ByteTable {
+    alignas(64) uint8_t bytes[64];
+
+    constexpr explicit ByteTable(uint32_t (*byteOf)(uint32_t)) : bytes() {
+        for (uint32_t i = 0; i < 64; i++)
+            bytes[i] = static_cast<uint8_t>(byteOf(i));
+    }
+    __m512i load() const { return _mm512_load_si512(bytes); }
+    __m512i lookUp(__m512i indices) const { return _mm512_permutexvar_epi8(indices, load()); }
+};
+
+/// Where packing the halves of a block puts the coefficient of a zigzag index: lane by lane eight of
+/// the first half, then eight of the second.
+constexpr ByteTable kPackedPositions([](uint32_t k) -> uint32_t {
+    const uint32_t position = vela::makeTransposedZigzag()[k];
+    return 16 * (position % 32 / 8) + 8 * (position / 32) + position % 8;
+});
+constexpr ByteTable kElementBefore([](uint32_t i) { return i - 1; });
+constexpr ByteTable kSizes([](uint32_t magnitude) {
+    return static_cast<uint32_t>(std::bit_width(magnitude));
+});
+constexpr ByteTable kLowBits([](uint32_t magnitude) {
+    return (1u << std::bit_width(magnitude)) - 1;
+});
+/// A symbol and its value's byte in turns, from tables of 64 each.
+constexpr ByteTable kInTurns([](uint32_t i) { return i / 2 + i % 2 * 64; });
+
+/// Coefficients in zigzag order, those beyond -128..127 brought there.
+struct ByteOrder {
+    alignas(64) int8_t values[64];
+    int32_t operator()(int32_t k) const { return values[k]; }
+};
+
+/// packFirst, all coefficients in one go. False, with nothing done, if there is none or a zero run
+/// that takes a ZRL. Magnitudes are below 128. Writes up to 64 bytes behind the records.
+inline bool packFirstAtOnce(__m512i magnitudes, uint64_t negative, const CoefficientMasks& masks,
+                            const vela::AcScan& scan) {
+    const uint64_t taken = masks.nonZero & ~masks.ones;
+    const int32_t count = __builtin_popcountll(taken);
+    const __m512i indices = _mm512_maskz_compress_epi8(taken, _mm512_load_si512(kIndices.bytes));
+    const __m512i before =
+        _mm512_maskz_permutexvar_epi8(~uint64_t{1}, kElementBefore.load(), indices);
+    const __m512i runs = _mm512_sub_epi8(_mm512_sub_epi8(indices, before), _mm512_set1_epi8(1));
+    const uint64_t longRuns = _mm512_cmpgt_epu8_mask(runs, _mm512_set1_epi8(15));
+    if (count == 0 || _bzhi_u64(longRuns, static_cast<uint32_t>(count)) != 0)
+        return false;
+
+    if (scan.coder->eobRun > 0)
+        vela::packEobRun(*scan.buffer, scan.counts, *scan.coder);
+    const __m512i halved = _mm512_maskz_compress_epi8(
+        taken, _mm512_and_si512(_mm512_srli_epi16(magnitudes, 1), _mm512_set1_epi8(63)));
+    const __m512i sizes = kSizes.lookUp(halved);
+    const __m512i symbols = _mm512_or_si512(_mm512_slli_epi16(runs, 4), sizes);
+    // Of a negative value its magnitude's complement
+    const uint64_t complemented = _pext_u64(negative, taken);
+    const __m512i bits =
+        _mm512_mask_sub_epi8(halved, complemented, kLowBits.lookUp(halved), halved);
+
+    uint8_t* const out = scan.buffer->cursor;
+    const __m512i turns = kInTurns.load();
+    _mm512_storeu_si512(out, _mm512_permutex2var_epi8(symbols, turns, bits));
+    if (count > 32) {
+        const __m512i later = _mm512_add_epi8(turns, _mm512_set1_epi8(32));
+        _mm512_storeu_si512(out + 64, _mm512_permutex2var_epi8(symbols, later, bits));
+    }
+    for (int32_t i = 0; i < count; i++)
+        scan.counts[out[2 * i]]++;
+    scan.buffer->cursor = out + 2 * count;
+    if (taken >> 63 == 0 && ++scan.coder->eobRun == vela::kMaxEobRun)
+        vela::packFullEobRun(*scan.buffer, scan.counts, *scan.coder);
+    return true;
+}
+
+} // namespace
+
+namespace vela {
+
+void packAcAvx512Vbmi(const int16_t* block, const AcScan& first, const AcScan& refine) {
+    const __m512i packed = _mm512_packs_epi16(Scan512::half(block), Scan512::half(block + 32));
+    const __m512i values = _mm512_permutexvar_epi8(kPackedPositions.load(), packed);
+    const __m512i magnitudes = _mm512_abs_epi8(values);
+    const uint64_t ac = ~uint64_t{1};
+    if ((_mm512_cmpgt_epu8_mask(magnitudes, _mm512_set1_epi8(126)) & ac) != 0) [[unlikely]] {
+        packAc<Scan512>(block, first, refine); // some value may have been beyond a byte
+        return;
+    }
+
+    ByteOrder order;
+    _mm512_store_si512(order.values, values);
+    const CoefficientMasks masks{_mm512_test_epi8_mask(values, values) & ac,
+                                 _mm512_cmpeq_epi8_mask(magnitudes, _mm512_set1_epi8(1)) & ac};
+    if (!packFirstAtOnce(magnitudes, _mm512_movepi8_mask(values), masks, first))
+        packFirst(order, masks, first);
+    packRefine(order, masks, refine);
+}
+
+} // namespace vela
