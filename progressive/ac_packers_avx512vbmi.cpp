@@ -36,6 +36,7 @@ constexpr ByteTable kPackedPositions([](uint32_t k) -> uint32_t {
     return 16 * (position % 32 / 8) + 8 * (position / 32) + position % 8;
 });
 constexpr ByteTable kElementBefore([](uint32_t i) { return i - 1; });
+constexpr ByteTable kReversed([](uint32_t i) { return 63 - i; });
 constexpr ByteTable kSizes([](uint32_t magnitude) {
     return static_cast<uint32_t>(std::bit_width(magnitude));
 });
@@ -91,6 +92,79 @@ inline bool packFirstAtOnce(__m512i magnitudes, uint64_t negative, const Coeffic
     return true;
 }
 
+/// Masks whose highest bit stands for zigzag index 0, so that bits extracted from them keep the order in
+/// which they are coded.
+struct RefinementMasks {
+    uint64_t nonZero;
+    uint64_t ones;
+    uint64_t odd;
+    uint64_t negative;
+};
+
+/// Adds what stands before a new coefficient, in a segment with more than 15 zeros: sixteen of them
+/// before a non-zero coefficient take a ZRL, behind which the correction bits so far are written. Leaves
+/// the rest in own, and returns the run.
+inline int32_t packLongSegment(uint64_t segment, uint64_t corrections, uint64_t odd,
+                               OwnCorrections& own, uint8_t*& out, uint32_t* counts) {
+    int32_t run = 0;
+    const auto addZeros = [&](uint64_t zeros) {
+        for (run += __builtin_popcountll(zeros); run > 15; run -= 16) {
+            packSymbol(out, counts, vela::kSymbolZrl);
+            own.pack(out);
+        }
+    };
+    while (corrections != 0) {
+        const uint64_t bit = ~(~uint64_t{0} >> 1) >> __builtin_clzll(corrections);
+        addZeros(segment & ~(bit | (bit - 1)));
+        own.bits = (own.bits << 1) | ((odd & bit) != 0 ? 1 : 0);
+        own.count++;
+        segment &= bit - 1;
+        corrections &= bit - 1;
+    }
+    addZeros(segment);
+    return run;
+}
+
+/// packRefine, segment by segment between new coefficients. bits: the lowest bit of each coefficient.
+inline void packSegments(const RefinementMasks& masks, uint64_t nonZero, __m512i bits,
+                         const vela::AcScan& scan) {
+    vela::ScanCoderState& coder = *scan.coder;
+    if (masks.ones != 0 && coder.eobRun > 0)
+        vela::packPending(*scan.buffer, scan.counts, coder);
+
+    uint8_t* out = scan.buffer->cursor;
+    uint64_t ahead = ~uint64_t{0} >> 1;
+    for (uint64_t ones = masks.ones; ones != 0; ones &= ahead) {
+        const uint64_t bit = ~(~uint64_t{0} >> 1) >> __builtin_clzll(ones);
+        const uint64_t segment = ahead & ~(bit | (bit - 1));
+        const uint64_t corrections = masks.nonZero & segment;
+        ahead = bit - 1;
+        OwnCorrections own{_pext_u64(masks.odd, corrections), __builtin_popcountll(corrections)};
+        int32_t run = __builtin_popcountll(segment) - own.count;
+        if (run > 15) [[unlikely]] {
+            own = {};
+            run = packLongSegment(segment, corrections, masks.odd, own, out, scan.counts);
+        }
+        packSymbol(out, scan.counts, static_cast<uint32_t>(16 * run + 1));
+        packByte(out, (masks.negative & bit) != 0 ? 0 : 1);
+        own.pack(out);
+    }
+    scan.buffer->cursor = out;
+    if (ahead == 0)
+        return;
+
+    const int32_t next = 64 - __builtin_popcountll(ahead);
+    const uint64_t late = nonZero & (~uint64_t{0} << next);
+    const int32_t lateCount = __builtin_popcountll(late);
+    _mm512_mask_storeu_epi8(coder.correctionBits + coder.correctionCount,
+                            _bzhi_u64(~uint64_t{0}, static_cast<uint32_t>(lateCount)),
+                            _mm512_maskz_compress_epi8(late, bits));
+    coder.correctionCount += lateCount;
+    coder.eobRun++;
+    if (coder.correctionCount > vela::kMaxPendingCorrections || coder.eobRun >= vela::kMaxEobRun)
+        vela::packPending(*scan.buffer, scan.counts, coder);
+}
+
 } // namespace
 
 namespace vela {
@@ -99,19 +173,29 @@ void packAcAvx512Vbmi(const int16_t* block, const AcScan& first, const AcScan& r
     const __m512i packed = _mm512_packs_epi16(Scan512::half(block), Scan512::half(block + 32));
     const __m512i values = _mm512_permutexvar_epi8(kPackedPositions.load(), packed);
     const __m512i magnitudes = _mm512_abs_epi8(values);
-    const uint64_t ac = ~uint64_t{1};
+    constexpr uint64_t ac = ~uint64_t{1};
     if ((_mm512_cmpgt_epu8_mask(magnitudes, _mm512_set1_epi8(126)) & ac) != 0) [[unlikely]] {
         packAc<Scan512>(block, first, refine); // some value may have been beyond a byte
         return;
     }
 
-    ByteOrder order;
-    _mm512_store_si512(order.values, values);
-    const CoefficientMasks masks{_mm512_test_epi8_mask(values, values) & ac,
+    const uint64_t nonZero = _mm512_test_epi8_mask(values, values) & ac;
+    const CoefficientMasks masks{nonZero,
                                  _mm512_cmpeq_epi8_mask(magnitudes, _mm512_set1_epi8(1)) & ac};
-    if (!packFirstAtOnce(magnitudes, _mm512_movepi8_mask(values), masks, first))
+    if (!packFirstAtOnce(magnitudes, _mm512_movepi8_mask(values), masks, first)) {
+        ByteOrder order;
+        _mm512_store_si512(order.values, values);
         packFirst(order, masks, first);
-    packRefine(order, masks, refine);
+    }
+
+    constexpr uint64_t reversedAc = ~uint64_t{0} >> 1;
+    const __m512i one = _mm512_set1_epi8(1);
+    const __m512i reversed = _mm512_permutexvar_epi8(kReversed.load(), values);
+    const RefinementMasks refinement{
+        _mm512_test_epi8_mask(reversed, reversed) & reversedAc,
+        _mm512_cmpeq_epi8_mask(_mm512_abs_epi8(reversed), one) & reversedAc,
+        _mm512_test_epi8_mask(reversed, one), _mm512_movepi8_mask(reversed)};
+    packSegments(refinement, nonZero, _mm512_and_si512(values, one), refine);
 }
 
 } // namespace vela
