@@ -8,7 +8,13 @@
 #ifdef __GLIBC_PREREQ
 #if __GLIBC_PREREQ(2, 33)
 #define VELA_LIBC_KNOWS_CPU
+#ifdef __clang__ // does not know this word of C, as the header has it, in C++
+#define _Bool bool
 #include <sys/platform/x86.h>
+#undef _Bool
+#else
+#include <sys/platform/x86.h>
+#endif
 // It is the dynamic linker's: a weak reference makes that no library of its own to be linked with.
 #pragma weak __x86_get_cpuid_feature_leaf
 #endif

@@ -95,7 +95,7 @@ Words<Isa> codePairs(const Records& records, int32_t from, int32_t left,
 template <class Isa>
 void putRecords(BitJoiner& joiner, const Records& records, int32_t from, int32_t left,
                 const Tables<Isa>& tables) {
-    constexpr int32_t kPairs = Isa::lanes / 2;
+    constexpr int32_t kPairs = Isa::records / 2;
     alignas(64) uint64_t bits[kPairs];
     alignas(64) uint64_t lengths[kPairs];
     const Words<Isa> pairs = codePairs<Isa>(records, from, left, tables);
@@ -152,7 +152,7 @@ int32_t encodeGroup(const vela::BlockSpec& blocks, int32_t first, int32_t end,
 
     uint8_t plain[(7 + kMaxRecords * kMaxRecordBits) / 8 + Isa::bytes];
     BitJoiner joiner{plain, 0, static_cast<uint64_t>(bitPosition % 8)};
-    for (int32_t from = 0; from < count; from += Isa::lanes)
+    for (int32_t from = 0; from < count; from += Isa::records)
         putRecords<Isa>(joiner, records, from, count - from, tables);
 
     uint8_t* const out = dst + bitPosition / 8;

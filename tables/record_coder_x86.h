@@ -110,7 +110,7 @@ int32_t addOneByOne(Records& records, int32_t count, const int16_t* block, int32
 struct EightRecords {
     using V = __m256i;
     using Lanes = __m256i; // all ones in each
-    static constexpr int32_t lanes = 8;
+    static constexpr int32_t records = 8;
     static constexpr int32_t bytes = 32;
     VELA_RECORD_OPERATIONS(_mm256, si256)
 
@@ -157,7 +157,7 @@ struct EightRecords {
 struct SixteenRecords {
     using V = __m512i;
     using Lanes = __mmask16;
-    static constexpr int32_t lanes = 16;
+    static constexpr int32_t records = 16;
     static constexpr int32_t bytes = 64;
     VELA_RECORD_OPERATIONS(_mm512, si512)
 
