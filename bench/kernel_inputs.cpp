@@ -14,6 +14,12 @@ int32_t discard(uint8_t*, uint32_t, int32_t usedBytes, uint32_t) {
     return usedBytes;
 }
 
+/// The blocks of an MCU behind each other.
+void placeBlocks(vela::BlockSpec& blocks, int16_t* at) {
+    for (int32_t i = 0; i < blocks.blockCount; i++)
+        blocks.blockSamples[i] = at + i * vela::kBlockSamples;
+}
+
 } // namespace
 
 KernelInputs::KernelInputs(uint32_t quality, const vela::RoutineTable& routines) {
@@ -48,19 +54,25 @@ KernelInputs::KernelInputs(uint32_t quality, const vela::RoutineTable& routines)
         }
     coded_.assign(mcus(), blocks());
     for (size_t mcu = 0; mcu < mcus(); mcu++)
-        for (int32_t i = 0; i < blocks().blockCount; i++)
-            coded_[mcu].blockSamples[i] =
-                coefficients_.data() + mcu * kMcuElements + i * vela::kBlockSamples;
+        placeBlocks(coded_[mcu], coefficients_.data() + mcu * kMcuElements);
+    area_.resize(kMcuElements * static_cast<size_t>(atOnce(0)));
+    areaBlocks_ = blocks();
+    placeBlocks(areaBlocks_, area_.data());
 }
 
 KernelInputs::~KernelInputs() {
     EncoderFree_JPEG(&state_);
 }
 
-void KernelInputs::putSamples(size_t mcu) {
-    const int16_t* from = samples_.data() + mcu * kMcuElements;
-    for (int32_t i = 0; i < blocks().blockCount; i++, from += vela::kBlockSamples)
-        std::copy_n(from, vela::kBlockSamples, blocks().blockSamples[i]);
+int32_t KernelInputs::atOnce(size_t mcu) const {
+    const int32_t most = std::max(state_->routines->batchBlocks / blocks().blockCount, 1);
+    return std::min(most, static_cast<int32_t>(mcus() - mcu));
+}
+
+const vela::BlockSpec& KernelInputs::samples(size_t mcu, int32_t count) {
+    std::copy_n(samples_.data() + mcu * kMcuElements, kMcuElements * static_cast<size_t>(count),
+                area_.data());
+    return areaBlocks_;
 }
 
 } // namespace bench

@@ -21,19 +21,24 @@ public:
     KernelInputs& operator=(const KernelInputs&) = delete;
 
     EncoderState_JPEG& state() { return *state_; }
-    vela::BlockSpec& blocks() { return state_->blockSpec; }
+    const vela::BlockSpec& blocks() const { return state_->blockSpec; }
 
     size_t mcus() const { return samples_.size() / kMcuElements; }
-    /// Puts the samples of an MCU where the transform takes them.
-    void putSamples(size_t mcu);
-    /// An MCU's blocks, transformed and quantized; the first four are luminance.
+    /// How many of the MCUs from one on the kernels take at once.
+    int32_t atOnce(size_t mcu) const;
+    /// Copies of the samples of so many MCUs, for the transform to replace.
+    const vela::BlockSpec& samples(size_t mcu, int32_t count);
+    /// An MCU's blocks, transformed and quantized, those of the next MCUs behind them; the first four
+    /// are luminance.
     const vela::BlockSpec& coded(size_t mcu) const { return coded_[mcu]; }
 
 private:
     static constexpr size_t kMcuElements = size_t{6} * vela::kBlockSamples;
 
     std::vector<int16_t> samples_, coefficients_; // MCU by MCU
-    std::vector<vela::BlockSpec> coded_;          // with their blocks among the coefficients
+    std::vector<int16_t> area_;                   // of samples()
+    vela::BlockSpec areaBlocks_;
+    std::vector<vela::BlockSpec> coded_; // with their blocks among the coefficients
     EncoderState_JPEG* state_ = nullptr;
 };
 

@@ -31,26 +31,31 @@ void countBlocks(benchmark::State& state, size_t perIteration) {
     state.SetBytesProcessed(blocks * vela::kBlockSamples * int64_t{sizeof(int16_t)});
 }
 
-/// Includes the copy of the samples, which the transform replaces.
-void transformMcu(benchmark::State& state, const RoutineTable& routines) {
+/// So many MCUs at once as the encoder hands over. Includes the copy of the samples, which the
+/// transform replaces.
+void transformMcus(benchmark::State& state, const RoutineTable& routines) {
     KernelInputs inputs(75, routines);
     for (auto _ : state)
-        for (size_t mcu = 0; mcu < inputs.mcus(); mcu++) {
-            inputs.putSamples(mcu);
-            routines.transformMcus(inputs.blocks(), 1);
+        for (size_t mcu = 0; mcu < inputs.mcus();) {
+            const int32_t count = inputs.atOnce(mcu);
+            routines.transformMcus(inputs.samples(mcu, count), count);
             benchmark::ClobberMemory();
+            mcu += static_cast<size_t>(count);
         }
     countBlocks(state, 6 * inputs.mcus());
 }
 
-void encodeMcu(benchmark::State& state, const RoutineTable& routines, uint32_t quality) {
+void encodeMcus(benchmark::State& state, const RoutineTable& routines, uint32_t quality) {
     KernelInputs inputs(quality, routines);
-    std::vector<uint8_t> out(static_cast<size_t>(6 * vela::kMaxBlockBytes + vela::kCoderSlack));
+    std::vector<uint8_t> out(
+        static_cast<size_t>(6 * inputs.atOnce(0) * vela::kMaxBlockBytes + vela::kCoderSlack));
     for (auto _ : state) {
         int32_t bits = 0;
-        for (size_t mcu = 0; mcu < inputs.mcus(); mcu++) {
-            bits = routines.encodeMcus(inputs.coded(mcu), 1, out.data(), bits) % 8;
+        for (size_t mcu = 0; mcu < inputs.mcus();) {
+            const int32_t count = inputs.atOnce(mcu);
+            bits = routines.encodeMcus(inputs.coded(mcu), count, out.data(), bits) % 8;
             benchmark::ClobberMemory();
+            mcu += static_cast<size_t>(count);
         }
     }
     countBlocks(state, 6 * inputs.mcus());
@@ -145,12 +150,13 @@ void addPlanes(const std::string& formatName, const RoutineTable& routines,
 }
 
 void addRoutines(const RoutineTable& routines) {
-    add("transformMcu", routines,
-        [&routines](benchmark::State& state) { transformMcu(state, routines); });
+    add("transformMcus", routines,
+        [&routines](benchmark::State& state) { transformMcus(state, routines); });
     for (const uint32_t quality : {75u, 90u}) {
         const std::string suffix = " q" + std::to_string(quality);
-        add("encodeMcu" + suffix, routines,
-            [&routines, quality](benchmark::State& state) { encodeMcu(state, routines, quality); });
+        add("encodeMcus" + suffix, routines, [&routines, quality](benchmark::State& state) {
+            encodeMcus(state, routines, quality);
+        });
         add("packAc" + suffix, routines,
             [&routines, quality](benchmark::State& state) { packAc(state, routines, quality); });
     }

@@ -141,7 +141,7 @@ inline void packSegments(const RefinementMasks& masks, uint64_t nonZero, __m512i
         ahead = bit - 1;
         OwnCorrections own{_pext_u64(masks.odd, corrections), __builtin_popcountll(corrections)};
         int32_t run = __builtin_popcountll(segment) - own.count;
-        if (run > 15) [[unlikely]] {
+        if (__builtin_expect(run > 15, false)) {
             own = {};
             run = packLongSegment(segment, corrections, masks.odd, own, out, scan.counts);
         }
@@ -174,7 +174,8 @@ void packAcAvx512Vbmi(const int16_t* block, const AcScan& first, const AcScan& r
     const __m512i values = _mm512_permutexvar_epi8(kPackedPositions.load(), packed);
     const __m512i magnitudes = _mm512_abs_epi8(values);
     constexpr uint64_t ac = ~uint64_t{1};
-    if ((_mm512_cmpgt_epu8_mask(magnitudes, _mm512_set1_epi8(126)) & ac) != 0) [[unlikely]] {
+    const uint64_t large = _mm512_cmpgt_epu8_mask(magnitudes, _mm512_set1_epi8(126)) & ac;
+    if (__builtin_expect(large != 0, false)) {
         packAc<Scan512>(block, first, refine); // some value may have been beyond a byte
         return;
     }

@@ -85,7 +85,8 @@ Words<Isa> codePairs(const Records& records, int32_t from, int32_t left,
         Isa::keep(lanes, Isa::add(Isa::shiftLeftBy(codes, sizes), Isa::add(values, signs)));
     const V lengths = Isa::keep(lanes, Isa::add(Isa::template shiftRight<16>(entries), sizes));
 
-    // Of two neighbours the one in the lower element comes first.
+    // A 64-bit element:  | second word | first word |, the low half on the right, becomes
+    //                    | 0 .. first word, second word |
     const V secondLengths = Isa::template shiftRight64<32>(lengths);
     return {Isa::bitOr(Isa::shiftLeft64By(Isa::lowHalves(words), secondLengths),
                        Isa::template shiftRight64<32>(words)),
@@ -101,7 +102,7 @@ void putRecords(BitJoiner& joiner, const Records& records, int32_t from, int32_t
     const Words<Isa> pairs = codePairs<Isa>(records, from, left, tables);
     const typename Isa::V secondLengths = Isa::upperOfTwo(pairs.lengths);
     const typename Isa::V fourLengths = Isa::add(pairs.lengths, secondLengths);
-    if (Isa::anyLowerOfTwoAbove(fourLengths, BitJoiner::kMaxLength)) [[unlikely]] {
+    if (__builtin_expect(Isa::anyLowerOfTwoAbove(fourLengths, BitJoiner::kMaxLength), false)) {
         Isa::store(bits, pairs.bits);
         Isa::store(lengths, pairs.lengths);
         for (int32_t i = 0; i < kPairs; i++)
@@ -120,14 +121,13 @@ void putRecords(BitJoiner& joiner, const Records& records, int32_t from, int32_t
 template <class Isa>
 uint8_t* stuff(const uint8_t* from, const uint8_t* end, uint8_t* out) {
     while (from < end) {
-        const uint64_t ones = Isa::copyAndFindOnes(from, out);
         int64_t count = std::min<int64_t>(end - from, Isa::bytes);
-        if (ones != 0) [[unlikely]] {
-            const int64_t behind = __builtin_ctzll(ones) + 1;
-            if (behind <= count) {
-                count = behind;
-                *(out++ + behind) = 0;
-            }
+        const uint64_t ones =
+            _bzhi_u64(Isa::copyAndFindOnes(from, out), static_cast<uint32_t>(count));
+        if (__builtin_expect(ones != 0, false)) {
+            count = __builtin_ctzll(ones) + 1;
+            out[count] = 0;
+            out++;
         }
         from += count;
         out += count;

@@ -28,12 +28,11 @@ inline uint64_t recordPositions(uint64_t nonZero) {
     runs &= runs >> 4;
     runs &= runs >> 8;
     uint64_t positions = nonZero | (last << 1);
-    while (runs != 0)
-        [[unlikely]] {
-            const uint64_t zrl = (runs & -runs) << 15;
-            positions |= zrl;
-            runs &= ~(zrl | (zrl - 1));
-        }
+    while (__builtin_expect(runs != 0, false)) {
+        const uint64_t zrl = (runs & -runs) << 15;
+        positions |= zrl;
+        runs &= ~(zrl | (zrl - 1));
+    }
     return positions;
 }
 
