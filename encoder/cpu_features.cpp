@@ -1,6 +1,6 @@
 #include "encoder/cpu_features.h"
 
-#if defined(__x86_64__) || defined(__i386__)
+#ifdef __x86_64__
 
 #include <cpuid.h>
 #include <features.h>

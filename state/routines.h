@@ -45,7 +45,7 @@ struct InputRoutines {
 };
 
 // Wide registers take more blocks at once than an MCU has.
-#if defined(__x86_64__) || defined(__i386__)
+#ifdef __x86_64__
 inline constexpr int32_t kMaxBatchBlocks = 24;
 #else
 inline constexpr int32_t kMaxBatchBlocks = 0;
