@@ -10,31 +10,17 @@
 #include "progressive/block_packers.h"
 #include "progressive/record_writers.h"
 #include "support/guarded.h"
+#include "support/instruction_sets.h"
 #include "support/picture.h"
 #include "tables/block_coder.h"
 #include "tables/default_tables.h"
-
-namespace vela {
-
-void PrintTo(const RoutineTable* routines, std::ostream* out);
-void PrintTo(const RoutineTable* routines, std::ostream* out) {
-    *out << routines->name;
-}
-
-} // namespace vela
 
 namespace {
 
 using namespace vela;
 using test::Guarded;
 
-class Kernels : public testing::TestWithParam<const RoutineTable*> {
-protected:
-    void SetUp() override {
-        if (!canRun(*GetParam()))
-            GTEST_SKIP() << "this machine has no " << GetParam()->name;
-    }
-};
+class Kernels : public test::EveryInstructionSet {};
 
 /// The blocks of some MCUs behind each other, with tables for luminance and chrominance.
 struct Mcus {
@@ -271,12 +257,6 @@ TEST(CpuFeatures, AreThoseThatTheProcessorItselfNames) {
     EXPECT_EQ(cpuFeatures(), cpuFeaturesByCpuid());
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryInstructionSet, Kernels,
-                         testing::ValuesIn(routineTables().begin(), routineTables().end()),
-                         [](const auto& test) {
-                             std::string name = test.param->name;
-                             std::replace(name.begin(), name.end(), '.', '_');
-                             return name;
-                         });
+INSTANTIATE_TEST_SUITE_P(Every, Kernels, test::instructionSets(), test::nameOf);
 
 } // namespace

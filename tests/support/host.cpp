@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include "encoder/setup.h"
+
 namespace test {
 
 Result Host::encode(EncoderParams_JPEG params, const TestPicture& picture) {
@@ -28,7 +30,10 @@ Result Host::encode(EncoderParams_JPEG params, const TestPicture& picture) {
     const CallbackTable_JPEG table = callbacks();
     EncoderState_JPEG* state = nullptr;
     Result result{};
-    result.initStatus = EncoderInitAlloc_JPEG(&params, &record, &stream, &table, &state);
+    result.initStatus =
+        routines == nullptr
+            ? EncoderInitAlloc_JPEG(&params, &record, &stream, &table, &state)
+            : vela::initEncoder(&params, &record, &stream, &table, &state, *routines);
     result.status = result.initStatus;
     if (result.status == ENC_STATUS_OK)
         result.status = Encode_JPEG(nullptr, &stream, state);
@@ -85,6 +90,7 @@ int32_t Host::flush(uint8_t* start, uint32_t context, int32_t used, uint32_t zer
     host.fail(host.outputStart_ != nullptr &&
               (start != host.outputStart_ || context != kFlushContext || used > host.outputBytes));
     host.fail(zero != 0 || used < 0);
+    host.flushSizes.push_back(used);
     const bool fails = ++host.flushes == host.faults.flush;
     switch (fails ? Flush::takesNothing : host.flushBehaviour) {
     case Flush::takesNothing:

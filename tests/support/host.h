@@ -7,6 +7,7 @@
 #include <set>
 #include <vector>
 
+#include "state/routines.h"
 #include "support/guarded.h"
 #include "support/picture.h"
 #include "vela/jpegenc.h"
@@ -38,6 +39,7 @@ public:
     int32_t outputBytes = 4096;
     uint32_t seed = 1;
     Faults faults;
+    const vela::RoutineTable* routines = nullptr; // instead of those that set-up chooses
 
     Host() { current = this; }
     ~Host() { current = nullptr; }
@@ -59,6 +61,7 @@ public:
     int flushes = 0;
     int reads = 0;
     int seeks = 0;
+    std::vector<int32_t> flushSizes;                     // bytes offered by each flush
     std::vector<std::pair<uint32_t, uint32_t>> requests; // size and alignment of each allocation
 
 private:
