@@ -3,8 +3,10 @@
 #ifdef __x86_64__
 
 #include <cpuid.h>
-#include <features.h>
 
+#if __has_include(<features.h>)
+#include <features.h>
+#endif
 #ifdef __GLIBC_PREREQ
 #if __GLIBC_PREREQ(2, 33)
 #define VELA_LIBC_KNOWS_CPU
