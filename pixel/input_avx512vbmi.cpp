@@ -121,12 +121,12 @@ inline V loadTwoRows(const uint8_t* row, ptrdiff_t step) {
 }
 
 void convertBgr444(const void* src, int32_t srcStep, int16_t* const dst[3]) {
-    const auto* row = static_cast<const uint8_t*>(src);
+    const auto* const corner = static_cast<const uint8_t*>(src);
     const ptrdiff_t step = srcStep;
     const V rounding = _mm512_set1_epi32(255);
-    for (int32_t y = 0; y < 8; y += 4, row += 4 * step) {
-        const V upper = loadTwoRows(row, step);
-        const V lower = loadTwoRows(row + 2 * step, step);
+    for (int32_t y = 0; y < 8; y += 4) {
+        const V upper = loadTwoRows(corner + y * step, step);
+        const V lower = loadTwoRows(corner + (y + 2) * step, step);
         _mm512_storeu_si512(dst[0] + 8 * y, join<8>(luma(upper), luma(lower), kFourRows));
         storeChroma<8>(dst[1] + 8 * y, addWeighed<kMinusCb>(rounding, upper),
                        addWeighed<kMinusCb>(rounding, lower));
@@ -165,13 +165,11 @@ void weighAndStore(int16_t* to, const V (&rows)[4 * v]) {
 /// 4:2:2 (v = 1) and 4:2:0 (v = 2)
 template <int32_t v>
 void convertBgrHalved(const void* src, int32_t srcStep, int16_t* const dst[3]) {
-    const auto* row = static_cast<const uint8_t*>(src);
+    const auto* const corner = static_cast<const uint8_t*>(src);
     for (int32_t y = 0; y < 8; y += 4) {
         V rows[4 * v];
-        for (V& sixteen : rows) {
-            sixteen = loadSixteen(row);
-            row += srcStep;
-        }
+        for (int32_t i = 0; i < 4 * v; i++)
+            rows[i] = loadSixteen(corner + ptrdiff_t{v * y + i} * srcStep);
         for (int32_t i = 0; i < 4 * v; i += 2)
             storeLumaRows(dst[0], v * y + i, rows[i], rows[i + 1]);
         weighAndStore<v, kMinusCb>(dst[1] + 8 * y, rows);

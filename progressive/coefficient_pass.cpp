@@ -38,7 +38,7 @@ public:
     }
 
 private:
-    Status pack(BlockSpec& blocks, int32_t validWidth, int32_t validHeight) {
+    Status pack(const BlockSpec& blocks, int32_t validWidth, int32_t validHeight) {
         const int32_t right = validWidth > 8 ? 1 : 0;
         const int32_t lower = validHeight > 8 ? 1 : 0;
         const int32_t lumaPresent[4] = {1, right, lower, right * lower};

@@ -62,12 +62,7 @@ namespace vela {
 
 int32_t encodeMcusNeon(const BlockSpec& blocks, int32_t mcuCount, uint8_t* dst,
                        int32_t bitPosition) {
-    Gatherer gatherer = gatherFrom(dst, bitPosition);
-    for (int32_t mcu = 0; mcu < mcuCount; mcu++)
-        for (int32_t i = 0; i < blocks.blockCount; i++)
-            encodeBlock(blockOf(blocks, mcu, i), gatherer, blocks.blockPredictor[i],
-                        blocks.blockDcTable[i]->entry, blocks.blockAcTable[i]->entry);
-    return storeRest(gatherer, dst);
+    return encodeMcus(blocks, mcuCount, dst, bitPosition, encodeBlock);
 }
 
 } // namespace vela

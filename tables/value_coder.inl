@@ -1,5 +1,5 @@
-// Code words of a block's values, for the coders that put them one by one. Included inside an anonymous
-// namespace behind stream/word_gatherer.inl and the choice of its word, Word.
+// The coder of MCUs whose values are put one by one. Included inside an anonymous namespace behind
+// stream/word_gatherer.inl and the choice of its word, Word.
 
 using Gatherer = WordGatherer<Word>;
 
@@ -32,4 +32,18 @@ void putValue(Gatherer& gatherer, const uint32_t* table, int32_t run, int32_t va
     const uint32_t code = (entry & 0xFFFF) - static_cast<uint32_t>(below >> 31);
     gatherer.put((code << size) + static_cast<uint32_t>(below),
                  static_cast<int32_t>(entry >> 16) + size);
+}
+
+/// encodeBlock(block, gatherer, predictor, dcTable, acTable) codes one block, and makes its DC the
+/// predictor.
+template <class EncodeBlock>
+[[gnu::always_inline]] inline int32_t encodeMcus(const vela::BlockSpec& blocks, int32_t mcuCount,
+                                                 uint8_t* dst, int32_t bitPosition,
+                                                 EncodeBlock encodeBlock) {
+    Gatherer gatherer = gatherFrom(dst, bitPosition);
+    for (int32_t mcu = 0; mcu < mcuCount; mcu++)
+        for (int32_t i = 0; i < blocks.blockCount; i++)
+            encodeBlock(blockOf(blocks, mcu, i), gatherer, blocks.blockPredictor[i],
+                        blocks.blockDcTable[i]->entry, blocks.blockAcTable[i]->entry);
+    return storeRest(gatherer, dst);
 }
