@@ -26,11 +26,11 @@ Status encodePicture(Bitstream_JPEG* stream, EncoderState_JPEG* state) {
     }
 }
 
-/// Hands a block to the host, if there is one. The host sees the address of a variable that holds
-/// it.
-void releaseBlock(const EncoderState_JPEG& state, void* block) {
+/// Hands a block to the host, if there is one, by the address of the variable that holds it.
+template <class T>
+void releaseBlock(const EncoderState_JPEG& state, T*& block) {
     if (block != nullptr)
-        state.release(&block);
+        state.release(reinterpret_cast<void**>(&block));
 }
 
 } // namespace
@@ -59,7 +59,7 @@ int32_t Encode_JPEG(const void*, Bitstream_JPEG* stream, EncoderState_JPEG* stat
 int32_t EncoderFree_JPEG(EncoderState_JPEG** statePtr) {
     if (statePtr == nullptr || *statePtr == nullptr)
         return ENC_STATUS_OK;
-    const EncoderState_JPEG& state = **statePtr;
+    EncoderState_JPEG& state = **statePtr;
     const auto release = state.release;
 
     vela::releaseBlock(state, state.workBuffer);

@@ -81,10 +81,10 @@ void expandSemiPlanar(const uint8_t* const src[3], const int32_t step[3], int32_
     velaExpandLS_Block_NV21_Cb_8u16s_JPEG(src[1], step[1], width, height, odd);
 }
 
-/// Copies and expands pixels of some bytes each.
+/// Copies pixels of some bytes each and repeats the last one of each row. Returns the last valid row.
 template <size_t pixelBytes>
-int32_t copyExpand(const uint8_t* src, ptrdiff_t srcStep, int32_t validWidth, int32_t validHeight,
-                   uint8_t* dst, ptrdiff_t dstStep, int32_t dstWidth, int32_t dstHeight) {
+const uint8_t* copyRows(const uint8_t* src, ptrdiff_t srcStep, int32_t validWidth,
+                        int32_t validHeight, uint8_t* dst, ptrdiff_t dstStep, int32_t dstWidth) {
     const size_t validBytes = static_cast<size_t>(validWidth) * pixelBytes;
     const size_t rowBytes = static_cast<size_t>(dstWidth) * pixelBytes;
     for (int32_t y = 0; y < validHeight; y++) {
@@ -93,10 +93,16 @@ int32_t copyExpand(const uint8_t* src, ptrdiff_t srcStep, int32_t validWidth, in
         for (size_t at = validBytes; at < rowBytes; at += pixelBytes)
             std::memcpy(row + at, row + validBytes - pixelBytes, pixelBytes);
     }
-    const uint8_t* const lastRow = dst + (validHeight - 1) * dstStep;
-    for (int32_t y = validHeight; y < dstHeight; y++)
-        std::memcpy(dst + y * dstStep, lastRow, rowBytes);
-    return ENC_STATUS_OK;
+    return dst + (validHeight - 1) * dstStep;
+}
+
+/// Repeats a row of so many bytes from to on, a pitch apart. Rows overlap where a dstStep is less than
+/// dstWidth pixels.
+void repeatRow(const uint8_t* row, ptrdiff_t bytes, uint8_t* to, ptrdiff_t pitch, int32_t count) {
+    if (bytes <= 0)
+        return;
+    for (int32_t i = 0; i < count; i++)
+        std::memmove(to + i * pitch, row, static_cast<size_t>(bytes));
 }
 
 } // namespace
@@ -166,20 +172,30 @@ void velaNV21ToYCbCr411ExpandLS_MCU_8u16s_P3R_JPEG(const uint8_t* const pSrc[3],
 int32_t veliCopyExpand_8u_C1(const uint8_t* pSrc, int32_t srcStep, int32_t validWidth,
                              int32_t validHeight, uint8_t* pDst, int32_t dstStep, int32_t dstWidth,
                              int32_t dstHeight) {
-    return vela::copyExpand<1>(pSrc, srcStep, validWidth, validHeight, pDst, dstStep, dstWidth,
-                               dstHeight);
+    const uint8_t* const last =
+        vela::copyRows<1>(pSrc, srcStep, validWidth, validHeight, pDst, dstStep, dstWidth);
+    vela::repeatRow(last, dstStep, pDst + ptrdiff_t{validHeight} * dstStep, dstStep,
+                    dstHeight - validHeight);
+    return ENC_STATUS_OK;
 }
 
 int32_t veliCopyExpand_16u_C1(const uint8_t* pSrc, int32_t srcStep, int32_t validWidth,
                               int32_t validHeight, uint8_t* pDst, int32_t dstStep, int32_t dstWidth,
                               int32_t dstHeight) {
-    return vela::copyExpand<2>(pSrc, srcStep, validWidth, validHeight, pDst, dstStep, dstWidth,
-                               dstHeight);
+    const uint8_t* const last =
+        vela::copyRows<2>(pSrc, srcStep, validWidth, validHeight, pDst, dstStep, dstWidth);
+    vela::repeatRow(last, dstStep & ~1, pDst + ptrdiff_t{validHeight} * dstStep, dstStep,
+                    dstHeight - validHeight);
+    return ENC_STATUS_OK;
 }
 
 int32_t veliCopyExpand_8u_C3(const uint8_t* pSrc, int32_t srcStep, int32_t validWidth,
                              int32_t validHeight, uint8_t* pDst, int32_t dstStep, int32_t dstWidth,
                              int32_t dstHeight) {
-    return vela::copyExpand<3>(pSrc, srcStep, validWidth, validHeight, pDst, dstStep, dstWidth,
-                               dstHeight);
+    const ptrdiff_t rowBytes = ptrdiff_t{3} * dstWidth;
+    const uint8_t* const last =
+        vela::copyRows<3>(pSrc, srcStep, validWidth, validHeight, pDst, dstStep, dstWidth);
+    vela::repeatRow(last, rowBytes, pDst + ptrdiff_t{validHeight} * dstStep, rowBytes,
+                    dstHeight - validHeight);
+    return ENC_STATUS_OK;
 }

@@ -65,6 +65,8 @@ Status velaEncodeScanData_ACFirst_JPEG(Bitstream_JPEG* out, const Bitstream_JPEG
             encodeSymbol(symbol, in, gatherer, *acTable);
         }
         output.settle(gatherer);
+        if (symbol != kRecordMarker && in.atMarker())
+            symbol = in.next();
         if (symbol == kRecordMarker)
             output.copyMarker(in.next());
     }

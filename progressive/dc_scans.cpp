@@ -64,6 +64,8 @@ Status velaEncodeScanData_DCFirst_JPEG(Bitstream_JPEG* out, const Bitstream_JPEG
             }
         }
         output.settle(gatherer);
+        if (symbol != kRecordMarker && in.atMarker())
+            symbol = in.next();
         if (symbol == kRecordMarker)
             output.copyMarker(in.next());
     }

@@ -46,6 +46,10 @@ public:
 
     uint32_t next() { return *at_++; }
 
+    /// Whether a restart marker comes next. It belongs to the unit before it: no room is made between
+    /// the two.
+    bool atMarker() { return more() && *at_ == kRecordMarker; }
+
     /// Of a record's bytes behind its head; 0 where the buffer has ended.
     uint32_t byte() { return at_ < end_ ? *at_++ : 0; }
 
@@ -92,8 +96,10 @@ public:
         const int32_t held = bits_->bitsUsed;
         return {out_->cursor, held == 0 ? 0 : bits_->bitAccumulator >> (32 - held), held};
     }
+    /// The output is as the bit writer leaves it, which stores four bytes as soon as 32 bits have
+    /// come together: so the host is offered the same bytes whatever the size of a register.
     void settle(ScanGatherer& gatherer) {
-        gatherer.storeDownTo(32); // as many as the bit writer holds
+        gatherer.storeBytes(4 * (gatherer.held() / 32));
         const int32_t held = gatherer.held();
         out_->cursor = gatherer.out;
         bits_->bitsUsed = held;

@@ -15,7 +15,7 @@ namespace vela {
 
 /// Bytes free from cursor on (a partial byte's own place included).
 inline int64_t streamRoom(const Bitstream_JPEG& stream) {
-    return stream.size - (stream.cursor - stream.start);
+    return int64_t{stream.size} - (stream.cursor - stream.start);
 }
 
 /// Makes at least needed bytes of room, handing the finished bytes to flush if there is less;

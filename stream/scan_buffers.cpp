@@ -22,11 +22,9 @@ int32_t growthBytes(int32_t scanBufferCount, int32_t index) {
     const int32_t newSize = buffer.size + growBy;
     const ptrdiff_t used = buffer.cursor - buffer.start;
 
-    void* block = buffer.start;
-    if (state->grow(&block, static_cast<uint32_t>(buffer.size), static_cast<uint32_t>(newSize)) !=
-        0)
+    if (state->grow(reinterpret_cast<void**>(&buffer.start), static_cast<uint32_t>(buffer.size),
+                    static_cast<uint32_t>(newSize)) != 0)
         return ENC_STATUS_NOMEM;
-    buffer.start = static_cast<uint8_t*>(block);
     buffer.cursor = buffer.start + used;
     buffer.size = newSize;
     return ENC_STATUS_OK;

@@ -69,11 +69,11 @@ struct WordGatherer {
         return to;
     }
 
-    /// Stores the oldest bytes until fewer than limit (8 or more) bits are held.
-    void storeDownTo(int32_t limit) {
-        int32_t count = held();
-        for (; count >= limit; count -= 8)
-            out = storeByte(out, bits >> (count - 8));
-        spare = kBits - 1 - count;
+    /// Stores the oldest count bytes of those held.
+    void storeBytes(int32_t count) {
+        int32_t left = held();
+        for (; count > 0; count--, left -= 8)
+            out = storeByte(out, bits >> (left - 8));
+        spare = kBits - 1 - left;
     }
 };

@@ -12,7 +12,7 @@ inline Gatherer gatherFrom(uint8_t* dst, int32_t bitPosition) {
 
 /// Stores everything, the partial byte without moving past it, and returns the bit position.
 inline int32_t storeRest(Gatherer& gatherer, const uint8_t* dst) {
-    gatherer.storeDownTo(8);
+    gatherer.storeBytes(gatherer.held() / 8);
     *gatherer.out = static_cast<uint8_t>(gatherer.bits << (8 - gatherer.held()));
     return static_cast<int32_t>(gatherer.out - dst) * 8 + gatherer.held();
 }
