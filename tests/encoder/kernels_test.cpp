@@ -253,10 +253,6 @@ TEST_P(Kernels, AcPackers) {
     }
 }
 
-TEST(CpuFeatures, AreThoseThatTheProcessorItselfNames) {
-    EXPECT_EQ(cpuFeatures(), cpuFeaturesByCpuid());
-}
-
 INSTANTIATE_TEST_SUITE_P(Every, Kernels, test::instructionSets(), test::nameOf);
 
 } // namespace

@@ -1,5 +1,5 @@
 #!/bin/bash
-# Runs the velajpeg command on pictures made here. Usage: cli_test.sh path/to/velajpeg
+# Runs the velajpeg command on pictures made here. Usage: command_test.sh path/to/velajpeg
 # Needs djpeg to decode, netpbm and perl to make pictures.
 # shellcheck disable=SC2015,SC2016,SC2086 # $how holds several arguments; code in '' runs later
 set -u

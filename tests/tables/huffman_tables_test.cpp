@@ -1,6 +1,4 @@
-// Quantization and Huffman tables, against those that libjpeg carries and against the rules of
-// T.81.
-#include <cstdio>
+// Huffman codes, of the default tables and of any counts.
 #include <cstring>
 #include <random>
 #include <set>
@@ -8,9 +6,6 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#ifdef VELA_TEST_LIBJPEG
-#include <jpeglib.h>
-#endif
 
 #include "stream/markers.h"
 #include "support/guarded.h"
@@ -41,49 +36,6 @@ void expectDecodable(const uint32_t* entries, size_t count) {
         }
     }
 }
-
-#ifdef VELA_TEST_LIBJPEG
-
-/// A libjpeg encoder, for the tables of Annex K that it carries.
-class LibjpegTables {
-public:
-    LibjpegTables() {
-        info.err = jpeg_std_error(&errors_);
-        jpeg_create_compress(&info);
-        info.input_components = 3;
-        info.in_color_space = JCS_RGB;
-        jpeg_set_defaults(&info);
-        jpeg_set_linear_quality(&info, 100, TRUE); // the base tables themselves
-    }
-    ~LibjpegTables() { jpeg_destroy_compress(&info); }
-
-    jpeg_compress_struct info{};
-
-private:
-    jpeg_error_mgr errors_;
-};
-
-void expectSame(const JHUFF_TBL* theirs, const uint8_t* bits, const uint8_t* vals, size_t count) {
-    EXPECT_EQ(std::memcmp(theirs->bits + 1, bits, 16), 0);
-    EXPECT_EQ(std::memcmp(theirs->huffval, vals, count), 0);
-}
-
-TEST(DefaultTables, AreThoseOfAnnexK) {
-    using namespace vela;
-    const LibjpegTables theirs;
-    for (size_t i = 0; i < 64; i++) {
-        EXPECT_EQ(_DefLumQuantTable_JPEGENC[i], theirs.info.quant_tbl_ptrs[0]->quantval[i]);
-        EXPECT_EQ(_DefChromQuantTable_JPEGENC[i], theirs.info.quant_tbl_ptrs[1]->quantval[i]);
-    }
-    JHUFF_TBL* const* const dc = theirs.info.dc_huff_tbl_ptrs;
-    JHUFF_TBL* const* const ac = theirs.info.ac_huff_tbl_ptrs;
-    expectSame(dc[0], _DefLumDCHuffBits_JPEGENC, _DefLumDCHuffValues_JPEGENC, 12);
-    expectSame(dc[1], _DefChromDCHuffBits_JPEGENC, _DefChromDCHuffValues_JPEGENC, 12);
-    expectSame(ac[0], _DefLumACHuffBits_JPEGENC, _DefLumACHuffValues_JPEGENC, 162);
-    expectSame(ac[1], _DefChromACHuffBits_JPEGENC, _DefChromACHuffValues_JPEGENC, 162);
-}
-
-#endif
 
 TEST(DefaultTables, CodesAreThoseThatAnnexKPrints) {
     using namespace vela;
@@ -153,49 +105,6 @@ TEST(CodeConstruction, StaysInsideItsTablesOnAnyCounts) {
         EXPECT_EQ(vela::velaWrite_DHT_JPEG(0, 0, bits, vals, &stream, nullptr, 0), ENC_STATUS_OK);
         EXPECT_EQ(stream.cursor - out, 21 + codes);
     }
-}
-
-TEST(QuantTables, ScaleFactors) {
-    const std::pair<int, int> factors[] = {{-5, 6400}, {0, 6400}, {1, 6400}, {2, 3200}, {3, 2132},
-                                           {7, 913},   {10, 640}, {25, 256}, {30, 212}, {33, 193},
-                                           {49, 130},  {50, 128}, {51, 125}, {60, 102}, {75, 64},
-                                           {90, 25},   {95, 12},  {99, 2},   {100, 0},  {101, 0}};
-    for (const auto& [quality, factor] : factors)
-        EXPECT_EQ(velaCalcQuantQualityFactor_JPEG(quality), factor) << quality;
-}
-
-TEST(QuantTables, AreScaledAndClamped) {
-    const auto firstRow = [](int quality) {
-        uint8_t table[64];
-        czBuildEnQuantTable(velaCalcQuantQualityFactor_JPEG(quality),
-                            vela::_DefLumQuantTable_JPEGENC, table);
-        return std::vector<int>(table, table + 8);
-    };
-    EXPECT_EQ(firstRow(75), (std::vector<int>{8, 6, 5, 8, 12, 20, 26, 31}));
-    EXPECT_EQ(firstRow(10), (std::vector<int>{80, 55, 50, 80, 120, 200, 255, 255}));
-    EXPECT_EQ(firstRow(90), (std::vector<int>{3, 2, 2, 3, 5, 8, 10, 12}));
-    EXPECT_EQ(firstRow(100), std::vector<int>(8, 1));
-    EXPECT_EQ(firstRow(0), std::vector<int>(8, 255));
-}
-
-TEST(QuantTables, ReciprocalsAreTransposedAndRounded) {
-    uint8_t q[64];
-    uint16_t forward[64];
-    czBuildEnQuantTable(64, vela::_DefLumQuantTable_JPEGENC, q); // quality 75
-    veliDCTQuantFwdTableInit_JPEGENC_8u16u(q, forward);
-    EXPECT_EQ((std::vector<int>(forward, forward + 10)),
-              (std::vector<int>{2048, 1969, 1792, 1990, 910, 869, 605, 825, 1969, 1419}));
-    std::memset(q, 255, sizeof q);
-    veliDCTQuantFwdTableInit_JPEGENC_8u16u(q, forward);
-    EXPECT_EQ(forward[8 * 5 + 4], 20); // (5213 + 127) / 255
-
-    std::memset(q, 2, sizeof q);
-    uint32_t inverse[64];
-    veliDCTQuantInvTableInit_JPEGENC_8u16u(q, inverse);
-    EXPECT_EQ(inverse[0], 2 * 131072u);
-    EXPECT_EQ(inverse[1], 2 * 94496u); // natural order
-    EXPECT_EQ(inverse[8 * 7 + 5], 2 * 604640u);
-    EXPECT_EQ(inverse[63], 2 * 1721920u);
 }
 
 TEST(HuffmanStates, SizesAndResets) {

@@ -1,0 +1,120 @@
+// The scan script, and what becomes of the scan buffers of whole pictures.
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "state/encoder_state.h"
+#include "support/host.h"
+#include "support/jpeg_check.h"
+
+namespace {
+
+using namespace vela;
+using Bytes = std::vector<uint8_t>;
+
+/// The markers of a stream with their segments, entropy-coded data left out.
+struct Segment {
+    uint8_t marker;
+    Bytes body;
+};
+std::vector<Segment> segments(const Bytes& jpeg) {
+    std::vector<Segment> found;
+    for (size_t i = 0; i + 1 < jpeg.size(); i++) {
+        const uint8_t marker = jpeg[i + 1];
+        if (jpeg[i] != 0xFF || marker == 0 || (marker >= 0xD0 && marker <= 0xD8))
+            continue;
+        Segment segment{marker, {}};
+        if (marker != 0xD9) {
+            const size_t length = 256u * jpeg[i + 2] + jpeg[i + 3];
+            segment.body.assign(jpeg.begin() + static_cast<ptrdiff_t>(i + 4),
+                                jpeg.begin() + static_cast<ptrdiff_t>(i + 2 + length));
+            i += 1 + length;
+        }
+        found.push_back(segment);
+    }
+    return found;
+}
+
+TEST(ScanScript, OrderTablesAndParameters) {
+    const auto outline = [](const test::Format& format) {
+        const test::TestPicture picture(format, 50, 40, test::Content::noise, 3);
+        std::vector<std::pair<int, Bytes>> lines;
+        for (const Segment& s : segments(encodeWhole(
+                 test::params(format, 75, 0, ENC_BUFFER_INTEGRATED, ENC_MODE_PROGRESSIVE),
+                 picture))) {
+            if (s.marker == 0xC4)
+                lines.emplace_back(s.marker, Bytes{s.body[0]}); // class and number
+            else if (s.marker >= 0xC0 && s.marker != 0xDB && s.marker != 0xE0)
+                lines.emplace_back(s.marker, s.marker == 0xDA ? s.body : Bytes{});
+        }
+        return lines;
+    };
+    const Bytes dcFirst = {3, 1, 0x00, 2, 0x11, 3, 0x11, 0, 0, 0x01};
+    const Bytes dcRefine = {3, 1, 0x00, 2, 0x11, 3, 0x11, 0, 0, 0x10};
+    const auto ac = [](uint8_t component, uint8_t approximation) {
+        const uint8_t tables = component == 1 ? 0x00 : 0x11;
+        return std::pair<int, Bytes>{0xDA, {1, component, tables, 1, 63, approximation}};
+    };
+    const auto dht = [](uint8_t table) { return std::pair<int, Bytes>{0xC4, {table}}; };
+    EXPECT_EQ(outline(test::kFormats[11]), (std::vector<std::pair<int, Bytes>>{{0xC2, {}},
+                                                                               dht(0x00),
+                                                                               dht(0x01),
+                                                                               {0xDA, dcFirst},
+                                                                               dht(0x10),
+                                                                               ac(1, 0x01),
+                                                                               dht(0x11),
+                                                                               ac(2, 0x01),
+                                                                               dht(0x11),
+                                                                               ac(3, 0x01),
+                                                                               {0xDA, dcRefine},
+                                                                               dht(0x10),
+                                                                               ac(1, 0x10),
+                                                                               dht(0x11),
+                                                                               ac(2, 0x10),
+                                                                               dht(0x11),
+                                                                               ac(3, 0x10),
+                                                                               {0xD9, {}}}));
+    EXPECT_EQ(outline(test::kFormats[12]),
+              (std::vector<std::pair<int, Bytes>>{{0xC2, {}},
+                                                  dht(0x00),
+                                                  {0xDA, {1, 1, 0x00, 0, 0, 0x01}},
+                                                  dht(0x10),
+                                                  ac(1, 0x01),
+                                                  {0xDA, {1, 1, 0x00, 0, 0, 0x10}},
+                                                  dht(0x10),
+                                                  ac(1, 0x10),
+                                                  {0xD9, {}}}));
+}
+
+TEST(ScanBuffersOfAPicture, CorrectionBitsThatLookLikeAMarkerStay) {
+    const test::Format grey = test::kFormats[12];
+    int found = 0;
+    for (uint32_t seed = 46000; seed < 60000 && found < 1; seed++) {
+        const test::TestPicture picture(grey, 8, 8, test::Content::noise, seed);
+        const EncoderParams_JPEG p =
+            test::params(grey, 97, 50, ENC_BUFFER_INTEGRATED, ENC_MODE_PROGRESSIVE);
+        test::Host host;
+        uint8_t output[2048];
+        Bitstream_JPEG stream{output, sizeof output, nullptr, 0};
+        const Picture_JPEG record = picture.record();
+        const CallbackTable_JPEG callbacks = host.callbacks();
+        EncoderState_JPEG* state = nullptr;
+        ASSERT_EQ(EncoderInitAlloc_JPEG(&p, &record, &stream, &callbacks, &state), 0);
+        ASSERT_EQ(Encode_JPEG(nullptr, &stream, state), 0);
+        const uint8_t* const end = state->scanBuffer[3].cursor; // AC refinement
+        if (end[-2] == 0xFF && end[-1] >= 0xD0 && end[-1] <= 0xD7) {
+            found++;
+            const int16_t* const block = state->blockSpec.blockSamples[0];
+            const auto expectBlock = [&](const test::DecodedJpeg& decoded) {
+                for (size_t i = 0; i < 64; i++)
+                    ASSERT_EQ(decoded.components[0].blocks[0][i], block[8 * (i % 8) + i / 8]);
+            };
+            test::expectReads(Bytes(stream.start, stream.cursor), test::describe(picture),
+                              expectBlock);
+        }
+        EncoderFree_JPEG(&state);
+    }
+    EXPECT_EQ(found, 1);
+}
+
+} // namespace

@@ -1,0 +1,55 @@
+// The quantization tables.
+#include <cstring>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tables/default_tables.h"
+#include "vela/primitives.h"
+
+namespace {
+
+TEST(QuantTables, ScaleFactors) {
+    const std::pair<int, int> factors[] = {{-5, 6400}, {0, 6400}, {1, 6400}, {2, 3200}, {3, 2132},
+                                           {7, 913},   {10, 640}, {25, 256}, {30, 212}, {33, 193},
+                                           {49, 130},  {50, 128}, {51, 125}, {60, 102}, {75, 64},
+                                           {90, 25},   {95, 12},  {99, 2},   {100, 0},  {101, 0}};
+    for (const auto& [quality, factor] : factors)
+        EXPECT_EQ(velaCalcQuantQualityFactor_JPEG(quality), factor) << quality;
+}
+
+TEST(QuantTables, AreScaledAndClamped) {
+    const auto firstRow = [](int quality) {
+        uint8_t table[64];
+        czBuildEnQuantTable(velaCalcQuantQualityFactor_JPEG(quality),
+                            vela::_DefLumQuantTable_JPEGENC, table);
+        return std::vector<int>(table, table + 8);
+    };
+    EXPECT_EQ(firstRow(75), (std::vector<int>{8, 6, 5, 8, 12, 20, 26, 31}));
+    EXPECT_EQ(firstRow(10), (std::vector<int>{80, 55, 50, 80, 120, 200, 255, 255}));
+    EXPECT_EQ(firstRow(90), (std::vector<int>{3, 2, 2, 3, 5, 8, 10, 12}));
+    EXPECT_EQ(firstRow(100), std::vector<int>(8, 1));
+    EXPECT_EQ(firstRow(0), std::vector<int>(8, 255));
+}
+
+TEST(QuantTables, ReciprocalsAreTransposedAndRounded) {
+    uint8_t q[64];
+    uint16_t forward[64];
+    czBuildEnQuantTable(64, vela::_DefLumQuantTable_JPEGENC, q); // quality 75
+    veliDCTQuantFwdTableInit_JPEGENC_8u16u(q, forward);
+    EXPECT_EQ((std::vector<int>(forward, forward + 10)),
+              (std::vector<int>{2048, 1969, 1792, 1990, 910, 869, 605, 825, 1969, 1419}));
+    std::memset(q, 255, sizeof q);
+    veliDCTQuantFwdTableInit_JPEGENC_8u16u(q, forward);
+    EXPECT_EQ(forward[8 * 5 + 4], 20); // (5213 + 127) / 255
+
+    std::memset(q, 2, sizeof q);
+    uint32_t inverse[64];
+    veliDCTQuantInvTableInit_JPEGENC_8u16u(q, inverse);
+    EXPECT_EQ(inverse[0], 2 * 131072u);
+    EXPECT_EQ(inverse[1], 2 * 94496u); // natural order
+    EXPECT_EQ(inverse[8 * 7 + 5], 2 * 604640u);
+    EXPECT_EQ(inverse[63], 2 * 1721920u);
+}
+
+} // namespace
