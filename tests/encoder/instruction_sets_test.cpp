@@ -32,12 +32,13 @@ struct Case {
         const auto mcusAcross =
             static_cast<uint32_t>((picture.width() + 8 * format.h() - 1) / (8 * format.h()));
         const uint32_t intervals[] = {0, 1, 2, 5, mcusAcross, mcusAcross + 3, 100};
-        // From the least to more than the largest batch may take
-        constexpr int32_t kOutputBytes[] = {768, 1500, 4096, 12000, 1 << 16};
+        // From the least to more than the largest batch may take; a progressive unit wants 128 bytes
+        constexpr int32_t kOutputBytes[2][5] = {{768, 1500, 4096, 12000, 1 << 16},
+                                                {230, 327, 291, 1000, 1 << 16}};
         params = test::params(format, kQualities[seed % 4], intervals[seed % 7],
                               seed % 3 == 0 ? ENC_BUFFER_SLICE : ENC_BUFFER_INTEGRATED,
                               seed % 2 == 0 ? ENC_MODE_BASELINE : ENC_MODE_PROGRESSIVE);
-        outputBytes = kOutputBytes[seed / 2 % 5];
+        outputBytes = kOutputBytes[seed % 2][seed / 2 % 5];
         if (seed % 5 == 0)
             flush = Flush::takesSome;
     }
@@ -58,9 +59,7 @@ struct Case {
 struct Seen {
     int32_t status;
     std::vector<uint8_t> jpeg;
-    std::vector<int32_t> flushSizes;
-    std::vector<std::pair<uint32_t, uint32_t>> requests;
-    std::vector<int> calls;
+    std::vector<Call> calls;
 
     Seen(const Case& given, const vela::RoutineTable* routines) {
         Host host;
@@ -72,9 +71,7 @@ struct Seen {
         EXPECT_TRUE(host.faultless()) << describe(given.picture);
         status = result.status;
         jpeg = result.jpeg;
-        flushSizes = host.flushSizes;
-        requests = host.requests;
-        calls = {host.allocations, host.growths, host.reads, host.seeks};
+        calls = host.calls;
     }
 };
 
@@ -84,9 +81,7 @@ int32_t expectSame(const Case& given, const vela::RoutineTable* routines) {
     const Seen seen(given, routines);
     EXPECT_EQ(seen.status, expected.status);
     EXPECT_EQ(seen.jpeg, expected.jpeg);
-    EXPECT_EQ(seen.flushSizes, expected.flushSizes);
-    EXPECT_EQ(seen.requests, expected.requests);
-    EXPECT_EQ(seen.calls, expected.calls);
+    EXPECT_EQ(firstDifference(seen.calls, expected.calls), "");
     return expected.status;
 }
 

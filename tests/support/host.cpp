@@ -7,6 +7,52 @@
 #include "encoder/setup.h"
 
 namespace test {
+namespace {
+
+constexpr uint64_t kFnvStart = 0xCBF29CE484222325;
+
+uint64_t fnv(uint64_t sum, uint8_t byte) {
+    return (sum ^ byte) * 0x100000001B3;
+}
+
+std::string describe(const std::vector<Call>& calls, size_t i) {
+    constexpr const char* kNames[] = {"allocate", "release", "grow", "flush", "seek", "read"};
+    if (i >= calls.size())
+        return "no call";
+    const Call& call = calls[i];
+    return std::string(kNames[call.kind]) + " " + std::to_string(call.amount) + " " +
+           std::to_string(call.second);
+}
+
+} // namespace
+
+std::string firstDifference(const std::vector<Call>& calls, const std::vector<Call>& expected) {
+    if (calls == expected)
+        return "";
+    size_t i = 0;
+    while (i < calls.size() && i < expected.size() && calls[i] == expected[i])
+        i++;
+    return "call " + std::to_string(i) + ": " + describe(calls, i) + ", expected " +
+           describe(expected, i);
+}
+
+uint64_t checksum(const std::vector<uint8_t>& bytes) {
+    uint64_t sum = kFnvStart;
+    for (const uint8_t byte : bytes)
+        sum = fnv(sum, byte);
+    return sum;
+}
+
+uint64_t checksum(const std::vector<Call>& calls) {
+    uint64_t sum = kFnvStart;
+    for (const Call& call : calls) {
+        sum = fnv(sum, call.kind);
+        for (const int64_t amount : {call.amount, call.second})
+            for (int shift = 0; shift < 64; shift += 8)
+                sum = fnv(sum, static_cast<uint8_t>(amount >> shift));
+    }
+    return sum;
+}
 
 Result Host::encode(EncoderParams_JPEG params, const TestPicture& picture) {
     Picture_JPEG record = picture.record();
@@ -51,13 +97,16 @@ Result Host::encode(EncoderParams_JPEG params, const TestPicture& picture) {
 
 void Host::allocate(void** out, uint32_t size, uint32_t alignment) {
     Host& host = *current;
+    const int number = host.allocations++;
     host.requests.emplace_back(size, alignment);
-    *out = ++host.allocations == host.faults.allocate ? nullptr : host.newBlock(size, alignment);
+    host.log(Call::allocate, number == 0 ? 0 : size, number == 0 ? 0 : alignment);
+    const bool fails = host.allocations == host.faults.allocate;
+    *out = fails ? nullptr : host.newBlock(number, size, alignment);
 }
 
-void* Host::newBlock(uint32_t size, uint32_t alignment) {
-    Guarded block(size, alignment);
-    void* const address = block.data();
+void* Host::newBlock(int64_t number, uint32_t size, uint32_t alignment) {
+    Block block{number, Guarded(size, alignment)};
+    void* const address = block.memory.data();
     blocks_.emplace(address, std::move(block));
     return address;
 }
@@ -68,19 +117,26 @@ void Host::release(void** p) {
     host.fail(block == host.blocks_.end());
     if (block == host.blocks_.end())
         return;
-    host.fail(!block->second.intact());
+    host.log(Call::release, block->second.number);
+    host.fail(!block->second.memory.intact());
     host.blocks_.erase(block);
 }
 
 int32_t Host::grow(void** inout, uint32_t oldSize, uint32_t newSize) {
     Host& host = *current;
+    const auto old = host.blocks_.find(*inout);
+    if (old == host.blocks_.end()) {
+        host.fail(true);
+        return -1;
+    }
+    host.log(Call::grow, old->second.number, newSize);
     if (++host.growths == host.faults.grow)
         return -1;
-    const auto old = host.blocks_.find(*inout);
-    host.fail(old == host.blocks_.end() || old->second.size() != oldSize || newSize <= oldSize);
-    void* const moved = host.newBlock(newSize, 32);
+    host.fail(old->second.memory.size() != oldSize || newSize <= oldSize);
+    void* const moved = host.newBlock(old->second.number, newSize, 32);
     std::copy_n(static_cast<uint8_t*>(*inout), oldSize, static_cast<uint8_t*>(moved));
-    release(inout);
+    host.fail(!old->second.memory.intact());
+    host.blocks_.erase(old);
     *inout = moved;
     return 0;
 }
@@ -90,30 +146,38 @@ int32_t Host::flush(uint8_t* start, uint32_t context, int32_t used, uint32_t zer
     host.fail(host.outputStart_ != nullptr &&
               (start != host.outputStart_ || context != kFlushContext || used > host.outputBytes));
     host.fail(zero != 0 || used < 0);
-    host.flushSizes.push_back(used);
-    const bool fails = ++host.flushes == host.faults.flush;
-    switch (fails ? Flush::takesNothing : host.flushBehaviour) {
+    const int32_t taken = host.bytesToTake(used);
+    host.log(Call::flush, used, taken);
+    if (taken > 0 && taken <= used)
+        host.flushed_.insert(host.flushed_.end(), start, start + taken);
+    return taken;
+}
+
+/// How many of used bytes the next flush takes.
+int32_t Host::bytesToTake(int32_t used) {
+    const bool fails = ++flushes == faults.flush;
+    switch (fails ? Flush::takesNothing : flushBehaviour) {
     case Flush::takesNothing:
         return 0;
     case Flush::negative:
         return -1;
     case Flush::tooMuch:
         return used + 1;
-    default:
+    case Flush::takesSome: {
+        // Enough for the 768 bytes that an MCU wants, and sometimes more.
+        const int32_t least = std::clamp(768 - (outputBytes - used), 0, used);
+        return least + static_cast<int32_t>(random_() % static_cast<uint32_t>(used - least + 1));
+    }
+    case Flush::takesAll:
         break;
     }
-    // Some: enough for the 768 bytes that an MCU wants, and sometimes more.
-    const int32_t least = std::clamp(768 - (host.outputBytes - used), 0, used);
-    int32_t taken = used;
-    if (host.flushBehaviour == Flush::takesSome)
-        taken = std::uniform_int_distribution<int32_t>(least, used)(host.random_);
-    host.flushed_.insert(host.flushed_.end(), start, start + taken);
-    return taken;
+    return used;
 }
 
 int32_t Host::seek(uint32_t handle, int32_t offset, uint32_t whence) {
     Host& host = *current;
     host.seeks++;
+    host.log(Call::seek, offset);
     host.position_ += offset;
     host.fail(handle != kSourceHandle || whence != 1);
     host.fail(host.position_ < 0 || host.position_ > static_cast<int64_t>(host.source_.size()));
@@ -124,6 +188,7 @@ int32_t Host::read(void** pDst, uint32_t elementSize, uint32_t count, uint32_t h
     Host& host = *current;
     const int64_t left = static_cast<int64_t>(host.source_.size()) - host.position_;
     host.fail(handle != kSourceHandle || elementSize != 1 || left < count);
+    host.log(Call::read, count);
     if (++host.reads == host.faults.read)
         return static_cast<int32_t>(count) - 1;
     uint8_t* const from = host.source_.data() + host.position_;

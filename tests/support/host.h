@@ -5,6 +5,7 @@
 #include <map>
 #include <random>
 #include <set>
+#include <string>
 #include <vector>
 
 #include "state/routines.h"
@@ -22,6 +23,31 @@ struct Faults { // the n-th call (from 1) fails; 0: never
     int flush = 0;
     int read = 0;
 };
+
+/// One call that the encoder made of its host. Blocks of memory are numbered in the order in which
+/// allocate handed them out; the size and alignment of block 0, the encoder's state, are the machine's and
+/// count as 0. The amounts:
+///
+///     allocate  size, alignment
+///     release   block
+///     grow      block, new size
+///     flush     bytes offered, bytes taken
+///     seek      offset
+///     read      bytes asked for
+struct Call {
+    enum Kind : uint8_t { allocate, release, grow, flush, seek, read } kind;
+    int64_t amount;
+    int64_t second;
+
+    bool operator==(const Call&) const = default;
+};
+
+/// Where two sequences part, and how; empty if they do not.
+std::string firstDifference(const std::vector<Call>& calls, const std::vector<Call>& expected);
+
+/// FNV-1a of bytes, and of the calls in an order of bytes that is no machine's own.
+uint64_t checksum(const std::vector<uint8_t>& bytes);
+uint64_t checksum(const std::vector<Call>& calls);
 
 struct Result {
     int32_t initStatus;
@@ -44,6 +70,9 @@ public:
     Host() { current = this; }
     ~Host() { current = nullptr; }
 
+    /// Bytes that flush has taken.
+    const std::vector<uint8_t>& flushed() const { return flushed_; }
+
     CallbackTable_JPEG callbacks() const {
         return {nullptr, allocate, release, grow, flush, seek, read};
     }
@@ -56,12 +85,12 @@ public:
     bool faultless() const { return blocks_.empty() && !fault_; }
 
     // What the calls looked like
+    std::vector<Call> calls; // in order
     int allocations = 0;
     int growths = 0;
     int flushes = 0;
     int reads = 0;
     int seeks = 0;
-    std::vector<int32_t> flushSizes;                     // bytes offered by each flush
     std::vector<std::pair<uint32_t, uint32_t>> requests; // size and alignment of each allocation
 
 private:
@@ -76,10 +105,19 @@ private:
     static int32_t seek(uint32_t handle, int32_t offset, uint32_t whence);
     static int32_t read(void** pDst, uint32_t elementSize, uint32_t count, uint32_t handle);
 
-    void* newBlock(uint32_t size, uint32_t alignment);
+    int32_t bytesToTake(int32_t used);
+    void* newBlock(int64_t number, uint32_t size, uint32_t alignment);
+    void log(Call::Kind kind, int64_t amount, int64_t second = 0) {
+        calls.push_back({kind, amount, second});
+    }
     void fail(bool when) { fault_ = fault_ || when; }
 
-    std::map<void*, Guarded> blocks_;
+    struct Block {
+        int64_t number;
+        Guarded memory;
+    };
+
+    std::map<void*, Block> blocks_;
     std::vector<uint8_t> flushed_;
     std::vector<uint8_t> source_;
     int64_t position_ = 0;
