@@ -5,6 +5,7 @@
 
 #include "baseline/mcu_coder.h"
 #include "encoder/routine_choice.h"
+#include "support/differences.h"
 #include "support/guarded.h"
 #include "tables/block_coder.h"
 #include "tables/default_tables.h"
@@ -55,12 +56,13 @@ struct CodedMcu {
 };
 
 TEST(McuCoder, MakesExactlyTheRoomItNeeds) {
+    // Fault: a write beyond the output, room asked for that is not needed, predictors that advance twice.
     const CodedMcu roomy(4096, false);
     EXPECT_EQ(roomy.status, ENC_STATUS_OK);
     EXPECT_GT(roomy.bytes.size(), 1000u); // more than the scan's reserve
     const CodedMcu tight(roomy.bytes.size(), false);
     EXPECT_EQ(tight.status, ENC_STATUS_OK);
-    EXPECT_EQ(tight.bytes, roomy.bytes);
+    EXPECT_TRUE(test::sameBytes(roomy.bytes, tight.bytes));
     EXPECT_EQ(CodedMcu(roomy.bytes.size() - 1, false).status, ENC_STATUS_OUTPUT_FULL);
     for (size_t size = 1; size < 1000; size++) {
         const CodedMcu coded(size, true);
@@ -68,7 +70,7 @@ TEST(McuCoder, MakesExactlyTheRoomItNeeds) {
             EXPECT_EQ(coded.status, ENC_STATUS_OK) << size;
         }
         if (coded.status == ENC_STATUS_OK) {
-            EXPECT_EQ(coded.bytes, roomy.bytes) << size;
+            EXPECT_TRUE(test::sameBytes(roomy.bytes, coded.bytes)) << size;
             EXPECT_EQ(coded.bitCount, roomy.bitCount) << size;
         }
     }

@@ -8,6 +8,7 @@ namespace {
 using namespace vela;
 
 TEST(CpuFeatures, AreThoseThatTheProcessorItselfNames) {
+    // Fault: a feature used that the processor or the system does not have.
     EXPECT_EQ(cpuFeatures(), cpuFeaturesByCpuid());
 }
 

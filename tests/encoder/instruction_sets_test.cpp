@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "encoder/routine_tables.h"
+#include "support/differences.h"
 #include "support/host.h"
 #include "support/instruction_sets.h"
 
@@ -80,12 +81,13 @@ int32_t expectSame(const Case& given, const vela::RoutineTable* routines) {
     const Seen expected(given, &vela::kPlainRoutines);
     const Seen seen(given, routines);
     EXPECT_EQ(seen.status, expected.status);
-    EXPECT_EQ(seen.jpeg, expected.jpeg);
+    EXPECT_TRUE(sameBytes(expected.jpeg, seen.jpeg));
     EXPECT_EQ(firstDifference(seen.calls, expected.calls), "");
     return expected.status;
 }
 
 TEST_P(InstructionSets, LookTheSameFromOutside) {
+    // Fault: an instruction set that the host can tell by bytes, flushes or requests.
     int completed = 0; // in the others flush took too little
     for (const Format& format : kFormats) {
         for (uint32_t seed = 0; seed < 24; seed++) {
@@ -98,6 +100,7 @@ TEST_P(InstructionSets, LookTheSameFromOutside) {
 }
 
 TEST_P(InstructionSets, FailInTheSameWay) {
+    // Fault: a failing flush that one instruction set survives or reports later.
     for (const Format& format : {kFormats[2], kFormats[10], kFormats[12]}) {
         for (const uint32_t mode : {ENC_MODE_BASELINE, ENC_MODE_PROGRESSIVE}) {
             Case given(TestPicture(format, 500, 40, Content::noise, 3),

@@ -10,6 +10,7 @@ namespace {
 using namespace test;
 
 TEST(Calls, Version) {
+    // Fault: a write beyond the buffer, no terminating zero.
     char text[87];
     std::memset(text, '#', sizeof text);
     EXPECT_EQ(GetLibVersion_JPEGENC(text, 85), ENC_STATUS_ERR);
@@ -22,6 +23,7 @@ TEST(Calls, Version) {
 }
 
 TEST(Calls, OutOfOrder) {
+    // Fault: a state used that set-up has not completed, released twice or leaked.
     Host host;
     const TestPicture picture(kFormats[2], 32, 16, Content::flat, 1);
     const EncoderParams_JPEG settings = params(kFormats[2]);
@@ -111,24 +113,28 @@ void failEvery(uint32_t mode, uint32_t bufferMode, int Faults::*fault, int Host:
 constexpr uint32_t kModes[] = {ENC_MODE_BASELINE, ENC_MODE_PROGRESSIVE};
 
 TEST(FailingCallbacks, EveryAllocation) {
+    // Fault: memory used that was refused, a leak after it.
     for (const uint32_t mode : kModes)
         failEvery(mode, ENC_BUFFER_INTEGRATED, &Faults::allocate, &Host::allocations,
                   [](const Format&, int) { return ENC_STATUS_NOMEM; });
 }
 
 TEST(FailingCallbacks, EveryGrowth) {
+    // Fault: a scan buffer lost or released twice once it could not grow.
     for (const uint32_t bufferMode : {ENC_BUFFER_INTEGRATED, ENC_BUFFER_SLICE})
         failEvery(ENC_MODE_PROGRESSIVE, bufferMode, &Faults::grow, &Host::growths,
                   [](const Format&, int) { return ENC_STATUS_NOMEM; });
 }
 
 TEST(FailingCallbacks, EveryFlush) {
+    // Fault: a status dropped: a stream called complete that lacks bytes.
     for (const uint32_t mode : kModes)
         failEvery(mode, ENC_BUFFER_INTEGRATED, &Faults::flush, &Host::flushes,
                   [](const Format&, int) { return ENC_STATUS_OUTPUT_FULL; });
 }
 
 TEST(FailingCallbacks, EveryRead) {
+    // Fault: rows encoded that the source did not deliver.
     for (const uint32_t mode : kModes)
         failEvery(mode, ENC_BUFFER_SLICE, &Faults::read, &Host::reads,
                   [](const Format& format, int n) {

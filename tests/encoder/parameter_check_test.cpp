@@ -72,6 +72,7 @@ constexpr int32_t kBadArg = ENC_STATUS_BADARG;
 constexpr int32_t kNotSupported = ENC_STATUS_NOTSUPPORTED;
 
 TEST(ParameterCheck, Settings) {
+    // Fault: a setting refused with another status, or let through.
     expectAll({
         {"nothing", kOk, [](Records&) {}},
         {"quality 100", kOk, [](Records& r) { r.params.quality = 100; }},
@@ -93,6 +94,7 @@ TEST(ParameterCheck, Settings) {
 }
 
 TEST(ParameterCheck, PictureAlone) {
+    // Fault: a picture that the stream cannot hold, or a plane that is not there.
     expectAll({
         {"height 0", kBadArg, [](Records& r) { r.picture.height = 0; }},
         {"width -1", kBadArg, [](Records& r) { r.picture.width = -1; }},
@@ -130,6 +132,7 @@ TEST(ParameterCheck, PictureAlone) {
 }
 
 TEST(ParameterCheck, SliceSource) {
+    // Fault: rows that the source does not hold, a seek beyond 32 bits.
     const auto steps = [](Records& r, int32_t y, int32_t cb, int32_t cr) {
         r.slice();
         r.picture.step[0] = y, r.picture.step[1] = cb, r.picture.step[2] = cr;
@@ -177,6 +180,7 @@ TEST(ParameterCheck, SliceSource) {
 }
 
 TEST(ParameterCheck, NullsAndCallbacks) {
+    // Fault: a null pointer that is followed, one refused that no mode needs.
     Host host;
     Records r(host);
     EncoderState_JPEG* state = nullptr;

@@ -1,12 +1,9 @@
 // The input routines: every format's blocks against the samples they stand for, in memory of
 // exactly the size they may read.
-#include <cmath>
-#include <cstring>
-#include <random>
-
 #include <gtest/gtest.h>
 
 #include "encoder/routine_choice.h"
+#include "support/differences.h"
 #include "support/guarded.h"
 #include "support/picture.h"
 #include "support/samples.h"
@@ -29,8 +26,8 @@ struct Blocks {
             dst[k] = reinterpret_cast<int16_t*>(memory[k].data());
         }
     }
-    int16_t at(int component, int x, int y, int h) const {
-        return dst[component][64 * (y / 8 * h + x / 8) + 8 * (y % 8) + x % 8];
+    std::span<const int16_t> of(int component) const {
+        return {dst[component], memory[component].size() / 2};
     }
     bool intact() { return memory[0].intact() && memory[1].intact() && memory[2].intact(); }
 };
@@ -67,6 +64,7 @@ void convert(const test::TestPicture& picture, Blocks& blocks) {
 }
 
 TEST(Input, EveryFormatAndValidSize) {
+    // Fault: channels or chroma swapped, an edge not repeated, a sample read outside the picture.
     for (const Format& format : test::kFormats) {
         for (int height = 1; height <= 8 * format.v(); height++) {
             for (int width = 1; width <= 8 * format.h(); width++) {
@@ -81,13 +79,14 @@ TEST(Input, EveryFormatAndValidSize) {
                     for (int k = 0; k < format.components(); k++) {
                         const int h = k == 0 ? format.h() : 1;
                         const int v = k == 0 ? format.v() : 1;
-                        for (int y = 0; y < 8 * v; y++)
-                            for (int x = 0; x < 8 * h; x++)
-                                ASSERT_NEAR(blocks.at(k, x, y, h),
-                                            test::exactSample(picture, k, x, y),
-                                            test::sampleTolerance(format))
-                                    << describe(picture) << " component " << k << " at " << x << ','
-                                    << y;
+                        std::vector<double> expected;
+                        for (int b = 0; b < h * v; b++)
+                            for (int i = 0; i < 64; i++)
+                                expected.push_back(test::exactSample(picture, k, b % h * 8 + i % 8,
+                                                                     b / h * 8 + i / 8));
+                        ASSERT_TRUE(
+                            test::sameBlocks(expected, blocks.of(k), test::sampleTolerance(format)))
+                            << describe(picture) << " component " << k;
                     }
                     ASSERT_TRUE(blocks.intact()) << describe(picture);
                 }
@@ -107,6 +106,7 @@ std::vector<int> convertPixel(VelaConvertMcu* routine, std::vector<uint8_t> pixe
 }
 
 TEST(Input, ColourConversionIsExact) {
+    // Fault: weights or a rounding a little off.
     const auto bgr = [](uint8_t b, uint8_t g, uint8_t r) {
         return convertPixel(veliBGRToYCbCr444LS_MCU_8u16s_C3P3R, {b, g, r});
     };
@@ -129,6 +129,7 @@ TEST(Input, ColourConversionIsExact) {
 }
 
 TEST(Input, VectorNamesGiveThePlainResults) {
+    // Fault: an exported name that stands for another routine.
     const std::pair<VelaConvertMcuPlanar*, VelaConvertMcuPlanar*> pairs[] = {
         {velaYCbCr444ToYCbCr444LS_MCU_8u16s_P3R_JPEG,
          velaYCbCr444ToYCbCr444LS_MCU_8u16s_P3R_JPEG_NEON},
@@ -149,8 +150,7 @@ TEST(Input, VectorNamesGiveThePlainResults) {
         pairs[i].first(record.plane, record.step, plain.dst);
         pairs[i].second(record.plane, record.step, vector.dst);
         for (int k = 0; k < 3; k++)
-            EXPECT_EQ(std::memcmp(plain.dst[k], vector.dst[k], plain.memory[k].size()), 0)
-                << formats[i].name;
+            EXPECT_TRUE(test::sameBlocks(plain.of(k), vector.of(k))) << formats[i].name;
     }
 }
 

@@ -11,6 +11,7 @@ namespace {
 using test::Guarded;
 
 TEST(PlaneCopies, CopyWhatTheySayAndNothingElse) {
+    // Fault: a step or width in the wrong unit.
     uint16_t source[64];
     for (size_t i = 0; i < 64; i++)
         source[i] = static_cast<uint16_t>(i * 771 + 5);

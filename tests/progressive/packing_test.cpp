@@ -48,6 +48,7 @@ struct TestBlock {
 };
 
 TEST(PackedRecords, DcDifferences) {
+    // Fault: wrong sizes, wrong sign bits, predictors of unshifted values.
     Scan first, refine;
     int16_t predictor = 0;
     const auto pack = [&](int dc) {
@@ -71,6 +72,7 @@ TEST(PackedRecords, DcDifferences) {
 }
 
 TEST(PackedRecords, AcCoefficients) {
+    // Fault: wrong zero runs, a point transform that rounds the wrong way.
     const TestBlock block{{1, 3}, {3, -2}};
     Scan first, refine;
     first.packFirst(block.samples);
@@ -90,6 +92,7 @@ TEST(PackedRecords, AcCoefficients) {
 }
 
 TEST(PackedRecords, EndOfBandRuns) {
+    // Fault: a wrong class or wrong bits of a run, a run beyond 32767.
     const TestBlock zero{};
     Scan scan;
     for (int i = 0; i < 32767; i++)
@@ -111,6 +114,7 @@ TEST(PackedRecords, EndOfBandRuns) {
 }
 
 TEST(PackedRecords, CorrectionBits) {
+    // Fault: correction bits before the symbol that they belong behind.
     Scan scan;
     uint8_t bits[300] = {1, 0, 1};
     packCorrectionBits(scan.buffer, bits, 3);
@@ -140,6 +144,7 @@ TEST(PackedRecords, CorrectionBits) {
 }
 
 TEST(PackedRecords, CorrectionBitsAreWrittenWhileTheNextBlocksFit) {
+    // Fault: a run of blocks whose correction bits outgrow their memory.
     int16_t block[64];
     std::fill_n(block, 64, int16_t{3}); // 63 correction bits, all 1
     Scan scan;
@@ -155,6 +160,7 @@ TEST(PackedRecords, CorrectionBitsAreWrittenWhileTheNextBlocksFit) {
 }
 
 TEST(PackedRecords, StayWithinTheirBoundsBehindWhateverIsPending) {
+    // Fault: a block's records longer than the room that is kept for them.
     std::mt19937 random(31);
     Scan first, refine;
     for (int round = 0; round < 20000; round++) {

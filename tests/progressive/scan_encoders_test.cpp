@@ -12,6 +12,7 @@ namespace {
 using namespace vela;
 
 TEST(ScanEncoders, NeverWritePastTheOutputWhateverTheStream) {
+    // Fault: room counted in fewer bytes than a unit may take.
     std::mt19937 random(32);
     ScanCoderState coder{};
     EncodeHuffmanSpec table = ACLunmaTable;

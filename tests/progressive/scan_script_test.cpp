@@ -36,6 +36,7 @@ std::vector<Segment> segments(const Bytes& jpeg) {
 }
 
 TEST(ScanScript, OrderTablesAndParameters) {
+    // Fault: a wrong table selector, band or approximation, a table that a scan does not use.
     const auto outline = [](const test::Format& format) {
         const test::TestPicture picture(format, 50, 40, test::Content::noise, 3);
         std::vector<std::pair<int, Bytes>> lines;
@@ -87,6 +88,7 @@ TEST(ScanScript, OrderTablesAndParameters) {
 }
 
 TEST(ScanBuffersOfAPicture, CorrectionBitsThatLookLikeAMarkerStay) {
+    // Fault: bytes of a last record that are taken for a restart marker and taken back.
     const test::Format grey = test::kFormats[12];
     int found = 0;
     for (uint32_t seed = 46000; seed < 60000 && found < 1; seed++) {

@@ -39,6 +39,7 @@ HuffmanSpecWork fitted(std::vector<uint32_t> counts) {
 }
 
 TEST(FittedTables, SmallOnes) {
+    // Fault: no code for the only symbol, another order of merging, the reserved code not dropped.
     std::vector<uint32_t> counts(257);
     EXPECT_EQ(fitted(counts).BITS[0], 0);
     counts[0x21] = 12345;
@@ -55,6 +56,7 @@ TEST(FittedTables, SmallOnes) {
 }
 
 TEST(FittedTables, LongCodesAreLimited) {
+    // Fault: codes above 16 bits, codes above 32 bits before the limit, sums that overflow.
     for (const int symbols : {20, 40, 250}) { // the rarer half's sum grows with every merge
         std::vector<uint32_t> counts = {1, 1};
         while (static_cast<int>(counts.size()) < symbols)
@@ -69,6 +71,7 @@ TEST(FittedTables, LongCodesAreLimited) {
 }
 
 TEST(FittedTables, CostNoMoreThanTheEntropyAllows) {
+    // Fault: codes that decode but are longer than they need be.
     std::mt19937 random(8);
     for (int round = 0; round < 200; round++) {
         std::vector<uint32_t> counts(257);

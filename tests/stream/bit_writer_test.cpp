@@ -26,6 +26,7 @@ Bytes packText(std::string bits) {
 }
 
 TEST(BitWriter, WritesWhatTextWould) {
+    // Fault: bits in the wrong order, a 0xFF byte not stuffed, bits lost where the accumulator is full.
     std::mt19937 random(5);
     for (int round = 0; round < 300; round++) {
         std::string text;

@@ -12,6 +12,7 @@ using namespace vela;
 using Bytes = std::vector<uint8_t>;
 
 TEST(Markers, SegmentsByteByByte) {
+    // Fault: a segment's length, order of fields or zigzag order that decoders do not expect.
     const auto bytesOf = [](auto&& writer) {
         test::Guarded memory(600);
         Bitstream_JPEG stream{memory.data(), 600, memory.data(), 0};

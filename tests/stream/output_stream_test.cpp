@@ -43,6 +43,7 @@ struct StreamOver {
 };
 
 TEST(OutputStream, CompletesThePartialByteBeforeAMarker) {
+    // Fault: a partial byte lost, completed with 0-bits or not stuffed before a marker; room counted one short.
     StreamOver s(12, 10, 3);
     toTake = 6;
     EXPECT_EQ(velaWriteMarker_JPEG(0xD9, &s.stream, sink, 1), ENC_STATUS_OK);
@@ -63,6 +64,7 @@ TEST(OutputStream, CompletesThePartialByteBeforeAMarker) {
 }
 
 TEST(OutputStream, FailsUnchangedWhenFlushTakesTooLittleOrLies) {
+    // Fault: a flush count taken on trust, or a stream that a failure has changed.
     for (const int32_t answer : {0, 1, -1, 11, INT32_MIN, INT32_MAX}) {
         StreamOver s(12, 10, 3);
         const Bytes before(s.stream.start, s.stream.start + 12);
@@ -81,6 +83,7 @@ TEST(OutputStream, FailsUnchangedWhenFlushTakesTooLittleOrLies) {
 }
 
 TEST(OutputStream, OverwritesWithoutAFlushContext) {
+    // Fault: flush called without a context, or a write beyond the buffer there.
     StreamOver s(4, 4);
     const uint8_t bytes[] = {9, 8, 7};
     EXPECT_EQ(czWriteStreamBytes_JPEGENC(bytes, 3, &s.stream, sink, 0), ENC_STATUS_OK);
@@ -90,6 +93,7 @@ TEST(OutputStream, OverwritesWithoutAFlushContext) {
 }
 
 TEST(OutputStream, ReadsBack) {
+    // Fault: a read beyond the buffer.
     StreamOver s(5, 2);
     uint8_t out[3];
     EXPECT_EQ(czReadStreamBytes_JPEGENC(out, 4, &s.stream), ENC_STATUS_NODATA);

@@ -25,6 +25,7 @@ struct GrowingHost {
 };
 
 TEST(ScanBuffers, GrowWhereFewerThan768BytesAreFree) {
+    // Fault: too late or too small a growth, a cursor left in the old block.
     for (const int32_t count : {4, 8}) {
         for (const int failAt : {0, 1, 3}) {
             EncoderState_JPEG state{};
@@ -54,6 +55,7 @@ TEST(ScanBuffers, GrowWhereFewerThan768BytesAreFree) {
 }
 
 TEST(ScanBuffers, DoNotGrowBeyond32Bits) {
+    // Fault: a buffer's size that overflows.
     constexpr int32_t size = INT32_MAX - 4095;
     void* const memory = mmap(nullptr, size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     ASSERT_NE(memory, MAP_FAILED);

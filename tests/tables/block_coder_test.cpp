@@ -46,6 +46,7 @@ CodedBlock codeBlock(const std::vector<std::pair<int, int>>& coefficients, int16
 }
 
 TEST(BlockCoder, CodesOfTheStandard) {
+    // Fault: wrong categories, zero runs, EOB, sign bits or predictors.
     const std::string eob = "1010";
     const std::string zrl = "11111111001";
     EXPECT_EQ(codeBlock({{0, 5}}).bits, "100101" + eob);
@@ -61,6 +62,7 @@ TEST(BlockCoder, CodesOfTheStandard) {
 }
 
 TEST(BlockCoder, StaysWithinItsBoundAndStuffs) {
+    // Fault: a block longer than the room that is kept for it.
     std::vector<std::pair<int, int>> all = {{0, -1024}};
     for (int k = 1; k < 64; k++)
         all.emplace_back(k, 1023); // all magnitude bits 1, the longest codes

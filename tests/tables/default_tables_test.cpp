@@ -35,6 +35,7 @@ void expectSame(const JHUFF_TBL* theirs, const uint8_t* bits, const uint8_t* val
 }
 
 TEST(DefaultTables, AreThoseOfAnnexK) {
+    // Fault: a wrong byte in a table.
     using namespace vela;
     const LibjpegTables theirs;
     for (size_t i = 0; i < 64; i++) {

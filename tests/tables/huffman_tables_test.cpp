@@ -38,6 +38,7 @@ void expectDecodable(const uint32_t* entries, size_t count) {
 }
 
 TEST(DefaultTables, CodesAreThoseThatAnnexKPrints) {
+    // Fault: codes that do not follow from the tables that DHT announces.
     using namespace vela;
     EXPECT_EQ(codeOf(DCLunmaTable[0]), "00");
     EXPECT_EQ(codeOf(DCLunmaTable[5]), "110");
@@ -60,6 +61,7 @@ TEST(DefaultTables, CodesAreThoseThatAnnexKPrints) {
 }
 
 TEST(CodeConstruction, GivesDecodableTablesForAnyValidCounts) {
+    // Fault: codes of which one begins another, or of 1-bits only.
     std::mt19937 random(2024);
     for (int round = 0; round < 500; round++) {
         uint8_t bits[16] = {};
@@ -85,6 +87,7 @@ TEST(CodeConstruction, GivesDecodableTablesForAnyValidCounts) {
 }
 
 TEST(CodeConstruction, StaysInsideItsTablesOnAnyCounts) {
+    // Fault: a write beyond the table on counts that no code can have.
     uint8_t vals[256];
     for (size_t i = 0; i < 256; i++)
         vals[i] = static_cast<uint8_t>(255 - i);

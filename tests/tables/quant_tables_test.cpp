@@ -10,6 +10,7 @@
 namespace {
 
 TEST(QuantTables, ScaleFactors) {
+    // Fault: another rounding of the scale than the one promised.
     const std::pair<int, int> factors[] = {{-5, 6400}, {0, 6400}, {1, 6400}, {2, 3200}, {3, 2132},
                                            {7, 913},   {10, 640}, {25, 256}, {30, 212}, {33, 193},
                                            {49, 130},  {50, 128}, {51, 125}, {60, 102}, {75, 64},
@@ -19,6 +20,7 @@ TEST(QuantTables, ScaleFactors) {
 }
 
 TEST(QuantTables, AreScaledAndClamped) {
+    // Fault: entries of 0 or above 255, which baseline streams cannot hold.
     const auto firstRow = [](int quality) {
         uint8_t table[64];
         czBuildEnQuantTable(velaCalcQuantQualityFactor_JPEG(quality),
@@ -33,6 +35,7 @@ TEST(QuantTables, AreScaledAndClamped) {
 }
 
 TEST(QuantTables, ReciprocalsAreTransposedAndRounded) {
+    // Fault: natural order where transposed order belongs, a rounding off by one.
     uint8_t q[64];
     uint16_t forward[64];
     czBuildEnQuantTable(64, vela::_DefLumQuantTable_JPEGENC, q); // quality 75
