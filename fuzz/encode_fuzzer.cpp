@@ -7,6 +7,7 @@
 
 #include "support/host.h"
 #include "support/jpeg_reader.h"
+#include "support/strict_decoder.h"
 
 namespace {
 
@@ -73,6 +74,7 @@ void fuzzEncoding(FuzzedDataProvider& data) {
         const DecodedJpeg decoded = readCoefficients(result.jpeg);
         require(decoded.error.empty() && decoded.width == picture.width() &&
                 decoded.height == picture.height());
+        require(decodeStrictly(result.jpeg) == decoded);
     }
 }
 

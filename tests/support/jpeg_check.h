@@ -1,4 +1,4 @@
-// Checks of whole streams by what libjpeg reads in them.
+// Checks of whole streams by what decoders read in them.
 #pragma once
 
 #include <functional>
@@ -7,9 +7,8 @@
 
 namespace test {
 
-/// check sees what libjpeg reads in jpeg; what says in a failure which stream it was. In builds without
-/// libjpeg the test goes on, and counts as skipped unless something else fails: their streams are held
-/// by golden/sums.txt.
+/// check sees what the strict decoder reads in jpeg and, in builds that have it, libjpeg too; what says in
+/// a failure which stream it was.
 void expectReads(const std::vector<uint8_t>& jpeg, const std::string& what,
                  const std::function<void(const DecodedJpeg&)>& check);
 

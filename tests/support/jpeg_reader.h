@@ -17,6 +17,8 @@ struct Component {
     int blocksDown;
     std::vector<Block> blocks;
     std::array<uint16_t, 64> quantizers; // natural order
+
+    bool operator==(const Component&) const = default;
 };
 
 struct DecodedJpeg {
@@ -26,6 +28,8 @@ struct DecodedJpeg {
     bool progressive;
     unsigned restartInterval;
     std::vector<Component> components;
+
+    bool operator==(const DecodedJpeg&) const = default;
 };
 
 DecodedJpeg readCoefficients(const std::vector<uint8_t>& jpeg);
