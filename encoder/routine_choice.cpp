@@ -1,12 +1,29 @@
 #include "encoder/routine_choice.h"
 
-#include "encoder/cpu_features.h"
-#include "pixel/forward_dct.h"
+#include "cpu/cpu_features.h"
+#include "cpu/isa.h"
+#include "pixel/dct/plain.h"
 #include "progressive/block_packers.h"
 #include "state/color_format.h"
 #include "tables/block_coder.h"
 
+// The instruction sets of this build, best first. Each one's table is made by encoder/routine_table.cpp,
+// save for the plain one, which stands below.
+#if defined VELA_X86_KERNELS
+#define VELA_INSTRUCTION_SETS(use) use(avx512vbmi) use(avx512) use(avx2) use(sse41) use(plain)
+#elif defined VELA_NEON_KERNELS
+#define VELA_INSTRUCTION_SETS(use) use(neon) use(plain)
+#else
+#define VELA_INSTRUCTION_SETS(use) use(plain)
+#endif
+
 namespace vela {
+
+#define VELA_DECLARE_ROUTINES(isa)       \
+    namespace isa {                      \
+    extern const RoutineTable kRoutines; \
+    }
+VELA_INSTRUCTION_SETS(VELA_DECLARE_ROUTINES)
 
 namespace {
 
@@ -27,9 +44,9 @@ constexpr InputRoutines kPlainInput = {
 
 } // namespace
 
-constexpr RoutineTable kPlainRoutines = {
-    .name = "plain",
-    .requiredFeatures = 0,
+constexpr RoutineTable plain::kRoutines = {
+    .name = plain::kName,
+    .requiredFeatures = plain::kRequiredFeatures,
     .batchBlocks = 0,
     .transformMcus = velaTransformFwd_MCU_JPEG,
     .encodeMcus = encodeMcuBlocks,
@@ -90,15 +107,8 @@ void chooseSinglePlane(ProcSpec* procSpec, uint32_t colorFormat, int32_t index,
 } // namespace
 
 std::span<const RoutineTable* const> routineTables() {
-    static constexpr const RoutineTable* kTables[] = {
-#ifdef VELA_X86_KERNELS
-        &kAvx512VbmiRoutines, &kAvx512Routines, &kAvx2Routines, &kSse41Routines,
-#endif
-#ifdef VELA_NEON_KERNELS
-        &kNeonRoutines,
-#endif
-        &kPlainRoutines,
-    };
+#define VELA_ROUTINES_OF(isa) &isa::kRoutines,
+    static constexpr const RoutineTable* kTables[] = {VELA_INSTRUCTION_SETS(VELA_ROUTINES_OF)};
     return kTables;
 }
 
@@ -111,7 +121,7 @@ const RoutineTable& routinesOfThisMachine() {
     for (const RoutineTable* const routines : routineTables())
         if ((routines->requiredFeatures & ~features) == 0)
             return *routines;
-    return kPlainRoutines;
+    return plain::kRoutines;
 }
 
 Status velaInitProcSpec_JPEG(ProcSpec* procSpec, const ImageSpec* imageSpec,

@@ -3,11 +3,17 @@
 
 #include <span>
 
-#include "encoder/routine_tables.h"
 #include "state/encoder_state.h"
+#include "state/routines.h"
 #include "state/status.h"
 
 namespace vela {
+
+/// The routines that every processor can run. Each other table equals it byte for byte.
+namespace plain {
+extern const RoutineTable kRoutines;
+}
+inline constexpr const RoutineTable& kPlainRoutines = plain::kRoutines;
 
 /// Every table of this build, best first; the last one is the plain one.
 std::span<const RoutineTable* const> routineTables();

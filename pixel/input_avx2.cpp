@@ -3,7 +3,7 @@
 #include <cstddef>
 
 #include "pixel/color_weights.h"
-#include "pixel/x86_kernels.h"
+#include "state/kernels.h"
 
 namespace {
 
@@ -15,9 +15,9 @@ namespace {
 
 } // namespace
 
-namespace vela {
+namespace vela::avx2 {
 
-constexpr InputRoutines kInputAvx2 = {
+constexpr InputRoutines kInput = {
     .grey = convertGrey,
     .packed =
         {{convert444<Bgr888, TwoRows256>, convert422<Bgr888, Row256>, convert420<Bgr888, Row256>},
@@ -27,4 +27,10 @@ constexpr InputRoutines kInputAvx2 = {
     .semiPlanar = {convertSemiPlanar<1, 2>, convertSemiPlanar<2, 1>},
 };
 
-} // namespace vela
+} // namespace vela::avx2
+
+namespace vela::avx512 {
+
+extern constexpr InputRoutines kInput = avx2::kInput;
+
+} // namespace vela::avx512

@@ -6,7 +6,7 @@
 #include <cstddef>
 
 #include "pixel/color_weights.h"
-#include "pixel/x86_kernels.h"
+#include "state/kernels.h"
 
 namespace {
 
@@ -179,9 +179,9 @@ void convertBgrHalved(const void* src, int32_t srcStep, int16_t* const dst[3]) {
 
 } // namespace
 
-namespace vela {
+namespace vela::avx512vbmi {
 
-constexpr InputRoutines kInputAvx512Vbmi = {
+constexpr InputRoutines kInput = {
     .grey = convertGrey,
     .packed = {{convertBgr444, convertBgrHalved<1>, convertBgrHalved<2>},
                {convert444<Bgr555, TwoRows256>, convert422<Bgr555, Row256>,
@@ -192,4 +192,4 @@ constexpr InputRoutines kInputAvx512Vbmi = {
     .semiPlanar = {convertSemiPlanar<1, 2>, convertSemiPlanar<2, 1>},
 };
 
-} // namespace vela
+} // namespace vela::avx512vbmi

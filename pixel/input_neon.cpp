@@ -5,7 +5,7 @@
 #include <cstddef>
 
 #include "pixel/color_weights.h"
-#include "pixel/neon_kernels.h"
+#include "state/kernels.h"
 
 namespace {
 
@@ -176,9 +176,9 @@ using Bgr565 = Bgr16<6>;
 
 } // namespace
 
-namespace vela {
+namespace vela::neon {
 
-constexpr InputRoutines kInputNeon = {
+constexpr InputRoutines kInput = {
     .grey = convertGrey,
     .packed = {{convert444<Bgr888>, convert422<Bgr888>, convert420<Bgr888>},
                {convert444<Bgr555>, convert422<Bgr555>, convert420<Bgr555>},
@@ -187,34 +187,34 @@ constexpr InputRoutines kInputNeon = {
     .semiPlanar = {convertSemiPlanar<1, 2>, convertSemiPlanar<2, 1>},
 };
 
-} // namespace vela
+} // namespace vela::neon
 
 void velaYCbCr444ToYCbCr444LS_MCU_8u16s_P3R_JPEG_NEON(const uint8_t* const pSrc[3],
                                                       const int32_t srcStep[3],
                                                       int16_t* const pDst[3]) {
-    vela::kInputNeon.planar[0](pSrc, srcStep, pDst);
+    vela::neon::kInput.planar[0](pSrc, srcStep, pDst);
 }
 
 void velaYCbCr422ToYCbCr422LS_MCU_8u16s_P3R_JPEG_NEON(const uint8_t* const pSrc[3],
                                                       const int32_t srcStep[3],
                                                       int16_t* const pDst[3]) {
-    vela::kInputNeon.planar[1](pSrc, srcStep, pDst);
+    vela::neon::kInput.planar[1](pSrc, srcStep, pDst);
 }
 
 void velaYCbCr411ToYCbCr411LS_MCU_8u16s_P3R_JPEG_NEON(const uint8_t* const pSrc[3],
                                                       const int32_t srcStep[3],
                                                       int16_t* const pDst[3]) {
-    vela::kInputNeon.planar[2](pSrc, srcStep, pDst);
+    vela::neon::kInput.planar[2](pSrc, srcStep, pDst);
 }
 
 void velaNV12ToYCbCr411LS_MCU_8u16s_P3R_JPEG_NEON(const uint8_t* const pSrc[3],
                                                   const int32_t srcStep[3],
                                                   int16_t* const pDst[3]) {
-    vela::kInputNeon.semiPlanar[0](pSrc, srcStep, pDst);
+    vela::neon::kInput.semiPlanar[0](pSrc, srcStep, pDst);
 }
 
 void velaNV21ToYCbCr411LS_MCU_8u16s_P3R_JPEG_NEON(const uint8_t* const pSrc[3],
                                                   const int32_t srcStep[3],
                                                   int16_t* const pDst[3]) {
-    vela::kInputNeon.semiPlanar[1](pSrc, srcStep, pDst);
+    vela::neon::kInput.semiPlanar[1](pSrc, srcStep, pDst);
 }

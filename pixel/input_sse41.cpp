@@ -3,7 +3,7 @@
 #include <cstddef>
 
 #include "pixel/color_weights.h"
-#include "pixel/x86_kernels.h"
+#include "state/kernels.h"
 
 namespace {
 
@@ -15,9 +15,9 @@ namespace {
 
 } // namespace
 
-namespace vela {
+namespace vela::sse41 {
 
-constexpr InputRoutines kInputSse41 = {
+constexpr InputRoutines kInput = {
     .grey = convertGrey,
     .packed = {{convert444<Bgr888, Row128>, convert422<Bgr888, Row128>, convert420<Bgr888, Row128>},
                {convert444<Bgr555, Row128>, convert422<Bgr555, Row128>, convert420<Bgr555, Row128>},
@@ -27,4 +27,4 @@ constexpr InputRoutines kInputSse41 = {
     .semiPlanar = {convertSemiPlanar<1, 2>, convertSemiPlanar<2, 1>},
 };
 
-} // namespace vela
+} // namespace vela::sse41

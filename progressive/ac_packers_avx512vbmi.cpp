@@ -7,7 +7,7 @@
 #include "progressive/block_packers.h"
 #include "progressive/packed_stream.h"
 #include "progressive/record_writers.h"
-#include "progressive/x86_kernels.h"
+#include "state/kernels.h"
 #include "state/zigzag.h"
 
 namespace {
@@ -167,16 +167,16 @@ inline void packSegments(const RefinementMasks& masks, uint64_t nonZero, __m512i
 
 } // namespace
 
-namespace vela {
+namespace vela::avx512vbmi {
 
-void packAcAvx512Vbmi(const int16_t* block, const AcScan& first, const AcScan& refine) {
+void packAc(const int16_t* block, const AcScan& first, const AcScan& refine) {
     const __m512i packed = _mm512_packs_epi16(Scan512::half(block), Scan512::half(block + 32));
     const __m512i values = _mm512_permutexvar_epi8(kPackedPositions.load(), packed);
     const __m512i magnitudes = _mm512_abs_epi8(values);
     constexpr uint64_t ac = ~uint64_t{1};
     const uint64_t large = _mm512_cmpgt_epu8_mask(magnitudes, _mm512_set1_epi8(126)) & ac;
     if (__builtin_expect(large != 0, false)) {
-        packAc<Scan512>(block, first, refine); // some value may have been beyond a byte
+        ::packAc<Scan512>(block, first, refine); // some value may have been beyond a byte
         return;
     }
 
@@ -199,4 +199,4 @@ void packAcAvx512Vbmi(const int16_t* block, const AcScan& first, const AcScan& r
     packSegments(refinement, nonZero, _mm512_and_si512(values, one), refine);
 }
 
-} // namespace vela
+} // namespace vela::avx512vbmi

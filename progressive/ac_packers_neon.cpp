@@ -1,9 +1,9 @@
 #include <arm_neon.h>
 
 #include "progressive/block_packers.h"
-#include "progressive/neon_kernels.h"
 #include "progressive/packed_stream.h"
 #include "progressive/record_writers.h"
+#include "state/kernels.h"
 #include "state/zigzag.h"
 
 namespace {
@@ -14,10 +14,10 @@ namespace {
 
 } // namespace
 
-namespace vela {
+namespace vela::neon {
 
-void packAcNeon(const int16_t* block, const AcScan& first, const AcScan& refine) {
-    packAc<ScanNeon>(block, first, refine);
+void packAc(const int16_t* block, const AcScan& first, const AcScan& refine) {
+    ::packAc<ScanNeon>(block, first, refine);
 }
 
-} // namespace vela
+} // namespace vela::neon

@@ -3,7 +3,7 @@
 #include "progressive/block_packers.h"
 #include "progressive/packed_stream.h"
 #include "progressive/record_writers.h"
-#include "progressive/x86_kernels.h"
+#include "state/kernels.h"
 #include "state/zigzag.h"
 
 namespace {
@@ -16,10 +16,10 @@ namespace {
 
 } // namespace
 
-namespace vela {
+namespace vela::sse41 {
 
-void packAcSse41(const int16_t* block, const AcScan& first, const AcScan& refine) {
-    packAc<Scan128>(block, first, refine);
+void packAc(const int16_t* block, const AcScan& first, const AcScan& refine) {
+    ::packAc<Scan128>(block, first, refine);
 }
 
-} // namespace vela
+} // namespace vela::sse41

@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "state/encoder_state.h"
+#include "state/kernels.h"
 #include "state/zigzag.h"
-#include "tables/x86_kernels.h"
 
 namespace {
 
@@ -21,11 +21,10 @@ inline int32_t Records::addBlock(int32_t count, const int16_t* block, int32_t pr
 
 } // namespace
 
-namespace vela {
+namespace vela::avx2 {
 
-int32_t encodeMcusAvx2(const BlockSpec& blocks, int32_t mcuCount, uint8_t* dst,
-                       int32_t bitPosition) {
-    return encodeMcus<EightRecords>(blocks, mcuCount, dst, bitPosition);
+int32_t encodeMcus(const BlockSpec& blocks, int32_t mcuCount, uint8_t* dst, int32_t bitPosition) {
+    return ::encodeMcus<EightRecords>(blocks, mcuCount, dst, bitPosition);
 }
 
-} // namespace vela
+} // namespace vela::avx2

@@ -5,8 +5,8 @@
 #include <algorithm>
 
 #include "state/encoder_state.h"
+#include "state/kernels.h"
 #include "state/zigzag.h"
-#include "tables/x86_kernels.h"
 
 namespace {
 
@@ -51,11 +51,10 @@ inline int32_t Records::addBlock(int32_t count, const int16_t* block, int32_t pr
 
 } // namespace
 
-namespace vela {
+namespace vela::avx512vbmi {
 
-int32_t encodeMcusAvx512Vbmi(const BlockSpec& blocks, int32_t mcuCount, uint8_t* dst,
-                             int32_t bitPosition) {
-    return encodeMcus<SixteenRecords>(blocks, mcuCount, dst, bitPosition);
+int32_t encodeMcus(const BlockSpec& blocks, int32_t mcuCount, uint8_t* dst, int32_t bitPosition) {
+    return ::encodeMcus<SixteenRecords>(blocks, mcuCount, dst, bitPosition);
 }
 
-} // namespace vela
+} // namespace vela::avx512vbmi

@@ -4,8 +4,8 @@
 #include <arm_neon.h>
 
 #include "state/encoder_state.h"
+#include "state/kernels.h"
 #include "state/zigzag.h"
-#include "tables/neon_kernels.h"
 
 namespace {
 
@@ -58,11 +58,10 @@ inline void encodeBlock(const int16_t* block, Gatherer& gatherer, int16_t* predi
 
 } // namespace
 
-namespace vela {
+namespace vela::neon {
 
-int32_t encodeMcusNeon(const BlockSpec& blocks, int32_t mcuCount, uint8_t* dst,
-                       int32_t bitPosition) {
-    return encodeMcus(blocks, mcuCount, dst, bitPosition, encodeBlock);
+int32_t encodeMcus(const BlockSpec& blocks, int32_t mcuCount, uint8_t* dst, int32_t bitPosition) {
+    return ::encodeMcus(blocks, mcuCount, dst, bitPosition, encodeBlock);
 }
 
-} // namespace vela
+} // namespace vela::neon

@@ -3,8 +3,8 @@
 #include <immintrin.h>
 
 #include "state/encoder_state.h"
+#include "state/kernels.h"
 #include "state/zigzag.h"
-#include "tables/x86_kernels.h"
 
 namespace {
 
@@ -39,11 +39,10 @@ inline void encodeBlock(const int16_t* block, Gatherer& gatherer, int16_t* predi
 
 } // namespace
 
-namespace vela {
+namespace vela::sse41 {
 
-int32_t encodeMcusSse41(const BlockSpec& blocks, int32_t mcuCount, uint8_t* dst,
-                        int32_t bitPosition) {
-    return encodeMcus(blocks, mcuCount, dst, bitPosition, encodeBlock);
+int32_t encodeMcus(const BlockSpec& blocks, int32_t mcuCount, uint8_t* dst, int32_t bitPosition) {
+    return ::encodeMcus(blocks, mcuCount, dst, bitPosition, encodeBlock);
 }
 
-} // namespace vela
+} // namespace vela::sse41

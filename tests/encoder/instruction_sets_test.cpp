@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "encoder/routine_tables.h"
+#include "encoder/routine_choice.h"
 #include "support/differences.h"
 #include "support/host.h"
 #include "support/instruction_sets.h"

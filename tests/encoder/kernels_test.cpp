@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "encoder/cpu_features.h"
+#include "cpu/cpu_features.h"
 #include "encoder/routine_choice.h"
 #include "progressive/block_packers.h"
 #include "progressive/record_writers.h"

@@ -5,13 +5,13 @@
 // scaled by a(0) = 1, a(k) = sqrt(2) * cos(k * pi / 16), the two-dimensional one by 8 * a(u) *
 // a(v); the reciprocals undo both.
 //
-// Samples of -128..127 keep every value of both passes, and the scaled-up coefficients behind them,
+// Samples of -128..127 keep every value of both passes, and the scaled-up coefficients after them,
 // within about +-13000, so that for them no sum wraps and no product saturates.
-#include "pixel/forward_dct.h"
+#include "pixel/dct/plain.h"
 
 #include <algorithm>
 
-#include "pixel/forward_dct_constants.h"
+#include "pixel/dct/constants.h"
 
 namespace vela {
 namespace {
@@ -25,7 +25,7 @@ int16_t sub(int32_t a, int32_t b) {
 }
 
 int16_t saturate(int32_t value) {
-    return static_cast<int16_t>(std::clamp(value, -32768, 32767));
+    return static_cast<int16_t>(std::clamp<int32_t>(value, -32768, 32767));
 }
 
 /// The doubling product's upper half: floor(x * c / 2^15), saturated.

@@ -1,7 +1,6 @@
-#include "encoder/cpu_features.h"
+#include "cpu/cpu_features.h"
 
 #ifdef __x86_64__
-
 #include <cpuid.h>
 
 #if __has_include(<features.h>)
@@ -21,11 +20,11 @@
 #pragma weak __x86_get_cpuid_feature_leaf
 #endif
 #endif
+#endif
 
 namespace vela {
 namespace {
 
-// Bits of CPUID and XCR0 (Intel SDM, volume 2A, CPUID, and volume 1, 13.3)
 constexpr uint32_t kLeaf1EcxSse41 = 1u << 19;
 constexpr uint32_t kLeaf1EcxOsxsave = 1u << 27;
 constexpr uint32_t kLeaf7EbxAvx2 = (1u << 5) | (1u << 3) | (1u << 8); // AVX2, BMI1, BMI2
@@ -40,79 +39,67 @@ constexpr bool hasAll(uint32_t bits, uint32_t wanted) {
     return (bits & wanted) == wanted;
 }
 
-/// What CPUID says.
-struct CpuidBits {
-    uint32_t leaf1Ecx;
-    uint32_t leaf7Ebx;
-    uint32_t leaf7Ecx;
-    uint32_t leafExt1Ecx;
-};
+} // namespace
 
-uint32_t featuresOf(const CpuidBits& bits, bool avxUsable, bool avx512Usable) {
-    uint32_t features = hasAll(bits.leaf1Ecx, kLeaf1EcxSse41) ? uint32_t{kCpuSse41} : 0;
-    if (!avxUsable || !hasAll(bits.leaf7Ebx, kLeaf7EbxAvx2) ||
-        !hasAll(bits.leafExt1Ecx, kLeafExt1EcxLzcnt))
+uint32_t featuresOf(const CpuidWords& words) {
+    const uint32_t saved = hasAll(words.leaf1Ecx, kLeaf1EcxOsxsave) ? words.xcr0 : 0;
+    if (!hasAll(words.leaf1Ecx, kLeaf1EcxSse41))
+        return 0;
+    uint32_t features = kCpuSse41;
+    if (!hasAll(saved, kXcr0Avx) || !hasAll(words.leaf7Ebx, kLeaf7EbxAvx2) ||
+        !hasAll(words.leafExt1Ecx, kLeafExt1EcxLzcnt))
         return features;
     features |= kCpuAvx2;
-    if (!avx512Usable || !hasAll(bits.leaf7Ebx, kLeaf7EbxAvx512))
+    if (!hasAll(saved, kXcr0Avx512) || !hasAll(words.leaf7Ebx, kLeaf7EbxAvx512))
         return features;
     features |= kCpuAvx512;
-    return hasAll(bits.leaf7Ecx, kLeaf7EcxVbmi) ? features | kCpuAvx512Vbmi : features;
+    return hasAll(words.leaf7Ecx, kLeaf7EcxVbmi) ? features | kCpuAvx512Vbmi : features;
 }
 
-uint32_t savedRegisters() {
-    uint32_t low;
-    uint32_t high;
-    __asm__("xgetbv" : "=a"(low), "=d"(high) : "c"(0));
-    return low;
-}
-
-} // namespace
+#ifdef __x86_64__
 
 uint32_t cpuFeaturesByCpuid() {
     uint32_t eax, ebx, ecx, edx;
-    CpuidBits bits{};
+    CpuidWords words{};
     if (__get_cpuid(1, &eax, &ebx, &ecx, &edx) != 0)
-        bits.leaf1Ecx = ecx;
+        words.leaf1Ecx = ecx;
     if (__get_cpuid_count(7, 0, &eax, &ebx, &ecx, &edx) != 0) {
-        bits.leaf7Ebx = ebx;
-        bits.leaf7Ecx = ecx;
+        words.leaf7Ebx = ebx;
+        words.leaf7Ecx = ecx;
     }
     if (__get_cpuid(0x80000001, &eax, &ebx, &ecx, &edx) != 0)
-        bits.leafExt1Ecx = ecx;
-    const uint32_t saved = hasAll(bits.leaf1Ecx, kLeaf1EcxOsxsave) ? savedRegisters() : 0;
-    return featuresOf(bits, hasAll(saved, kXcr0Avx), hasAll(saved, kXcr0Avx512));
+        words.leafExt1Ecx = ecx;
+    if (hasAll(words.leaf1Ecx, kLeaf1EcxOsxsave)) {
+        uint32_t upper;
+        __asm__("xgetbv" : "=a"(words.xcr0), "=d"(upper) : "c"(0));
+    }
+    return featuresOf(words);
 }
 
 uint32_t cpuFeatures() {
 #ifdef VELA_LIBC_KNOWS_CPU
     if (__x86_get_cpuid_feature_leaf != nullptr) {
-        // Active features are those that the operating system supports.
+        // Active features are those that the operating system supports, as XCR0 would tell.
         const auto active = [](unsigned int leaf) {
             return __x86_get_cpuid_feature_leaf(leaf)->active_array;
         };
-        const CpuidBits bits{active(CPUID_INDEX_1)[2], active(CPUID_INDEX_7)[1],
-                             active(CPUID_INDEX_7)[2], active(CPUID_INDEX_80000001)[2]};
-        return featuresOf(bits, true, true);
+        return featuresOf({active(CPUID_INDEX_1)[2] | kLeaf1EcxOsxsave, active(CPUID_INDEX_7)[1],
+                           active(CPUID_INDEX_7)[2], active(CPUID_INDEX_80000001)[2], kXcr0Avx512});
     }
 #endif
     return cpuFeaturesByCpuid();
 }
 
-} // namespace vela
-
-#else
-
-namespace vela {
-
-uint32_t cpuFeatures() {
-    return 0;
-}
+#else // the vector kernels of a build for another processor need nothing that some of these lack
 
 uint32_t cpuFeaturesByCpuid() {
     return 0;
 }
 
-} // namespace vela
+uint32_t cpuFeatures() {
+    return cpuFeaturesByCpuid();
+}
 
 #endif
+
+} // namespace vela

@@ -1,4 +1,4 @@
-// The forward transform of MCUs.
+// The forward transform of MCUs, as every instruction set's version does it too.
 #pragma once
 
 #include "state/encoder_state.h"

@@ -1,12 +1,15 @@
 // The forward transform on NEON: one block in eight q registers. Steps and constants are those of the
-// plain version (pixel/forward_dct.cpp), whose products are what vqdmulh computes, and so are the
-// results for any samples.
+// plain version (plain.cpp), whose products are what vqdmulh computes, and so are the results for any
+// samples.
+#pragma once
+
 #include <arm_neon.h>
 
-#include "pixel/forward_dct_constants.h"
-#include "pixel/neon_kernels.h"
+#include "cpu/isa.h"
+#include "pixel/dct/constants.h"
 #include "state/encoder_state.h"
 
+namespace vela::VELA_ISA {
 namespace {
 
 using V = int16x8_t;
@@ -14,8 +17,7 @@ using V = int16x8_t;
 /// The constants, one to a lane.
 enum Factor : int { cosPi4, sinPi8, halfSum, difference };
 inline int16x4_t loadFactors() {
-    static constexpr int16_t factors[4] = {vela::kCosPi4, vela::kSinPi8, vela::kHalfSum,
-                                           vela::kDifference};
+    static constexpr int16_t factors[4] = {kCosPi4, kSinPi8, kHalfSum, kDifference};
     return vld1_s16(factors);
 }
 
@@ -68,7 +70,7 @@ inline void exchange16(V& a, V& b) {
     b = t.val[1];
 }
 
-/// The like with pairs of elements, and with halves of registers.
+/// The same with pairs of elements, and with halves of registers.
 inline void exchange32(V& a, V& b) {
     const int32x4x2_t t = vtrnq_s32(vreinterpretq_s32_s16(a), vreinterpretq_s32_s16(b));
     a = vreinterpretq_s16_s32(t.val[0]);
@@ -107,7 +109,7 @@ inline V setHalves(int16_t low, int16_t high) {
 }
 
 /// The coefficients of horizontal frequency u, quantized. The plain version scales them up by 2^n, n of
-/// 0..3, and drops one bit behind the product with the reciprocal. Here the product is doubled: at
+/// 0..3, and drops one bit below the product with the reciprocal. Here the product is doubled: at
 /// n = 0 one bit more is dropped of it, together with the rounding; otherwise the scale is 2^(n - 1).
 template <int32_t u>
 V quantize(V x, V reciprocals) {
@@ -156,15 +158,12 @@ inline void transformBlock(int16_t* block, const int16_t* quant, int16x4_t facto
     store(block, quantize<7>(d[7], load(quant)));
 }
 
-} // namespace
-
-namespace vela {
-
-void transformMcusNeon(const BlockSpec& blocks, int32_t mcuCount) {
+inline void transformAll(const BlockSpec& blocks, int32_t mcuCount) {
     const int16x4_t factors = loadFactors();
     for (int32_t mcu = 0; mcu < mcuCount; mcu++)
         for (int32_t i = 0; i < blocks.blockCount; i++)
             transformBlock(blockOf(blocks, mcu, i), blocks.blockQuant[i], factors);
 }
 
-} // namespace vela
+} // namespace
+} // namespace vela::VELA_ISA

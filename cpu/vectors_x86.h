@@ -1,0 +1,176 @@
+// Vectors of 128, 256 and 512 bits on x86: the same operations by the same names at every width, so that
+// a kernel is written once for all of them. Numbers in names are the bits of an element; a lane is 128
+// bits. Functions are found by their arguments, as friends.
+#pragma once
+
+#include <immintrin.h>
+
+#include <cstdint>
+
+#include "cpu/isa.h"
+
+namespace vela::VELA_ISA {
+namespace {
+
+/// What all widths have. prefix and suffix: of the intrinsics' names.
+#define VELA_VECTOR_OPERATIONS(V, prefix, suffix)                                     \
+    VELA_INLINE static V zero() {                                                     \
+        return {prefix##_setzero_##suffix()};                                         \
+    }                                                                                 \
+    VELA_INLINE static V set16(int32_t x) {                                           \
+        return {prefix##_set1_epi16(static_cast<int16_t>(x))};                        \
+    }                                                                                 \
+    VELA_INLINE static V set32(int32_t x) {                                           \
+        return {prefix##_set1_epi32(x)};                                              \
+    }                                                                                 \
+    VELA_INLINE friend V operator&(V a, V b) {                                        \
+        return {prefix##_and_##suffix(a.raw, b.raw)};                                 \
+    }                                                                                 \
+    VELA_INLINE friend V operator|(V a, V b) {                                        \
+        return {prefix##_or_##suffix(a.raw, b.raw)};                                  \
+    }                                                                                 \
+    VELA_INLINE friend V add16(V a, V b) {                                            \
+        return {prefix##_add_epi16(a.raw, b.raw)};                                    \
+    }                                                                                 \
+    VELA_INLINE friend V sub16(V a, V b) {                                            \
+        return {prefix##_sub_epi16(a.raw, b.raw)};                                    \
+    }                                                                                 \
+    VELA_INLINE friend V addSaturated16(V a, V b) {                                   \
+        return {prefix##_adds_epi16(a.raw, b.raw)};                                   \
+    }                                                                                 \
+    VELA_INLINE friend V multiplyLow16(V a, V b) {                                    \
+        return {prefix##_mullo_epi16(a.raw, b.raw)};                                  \
+    }                                                                                 \
+    VELA_INLINE friend V multiplyHigh16(V a, V b) {                                   \
+        return {prefix##_mulhi_epi16(a.raw, b.raw)};                                  \
+    }                                                                                 \
+    template <int n>                                                                  \
+    VELA_INLINE friend V shiftLeft16(V a) {                                           \
+        return {prefix##_slli_epi16(a.raw, n)};                                       \
+    }                                                                                 \
+    template <int n>                                                                  \
+    VELA_INLINE friend V shiftRight16(V a) {                                          \
+        return {prefix##_srli_epi16(a.raw, n)};                                       \
+    }                                                                                 \
+    template <int n>                                                                  \
+    VELA_INLINE friend V shiftRightSigned16(V a) {                                    \
+        return {prefix##_srai_epi16(a.raw, n)};                                       \
+    }                                                                                 \
+    /* products of 16-bit elements, added by neighbours to 32-bit ones */             \
+    VELA_INLINE friend V multiplyAddPairs(V a, V b) {                                 \
+        return {prefix##_madd_epi16(a.raw, b.raw)};                                   \
+    }                                                                                 \
+    VELA_INLINE friend V add32(V a, V b) {                                            \
+        return {prefix##_add_epi32(a.raw, b.raw)};                                    \
+    }                                                                                 \
+    VELA_INLINE friend V sub32(V a, V b) {                                            \
+        return {prefix##_sub_epi32(a.raw, b.raw)};                                    \
+    }                                                                                 \
+    VELA_INLINE friend V absolute32(V a) {                                            \
+        return {prefix##_abs_epi32(a.raw)};                                           \
+    }                                                                                 \
+    template <int n>                                                                  \
+    VELA_INLINE friend V shiftLeft32(V a) {                                           \
+        return {prefix##_slli_epi32(a.raw, n)};                                       \
+    }                                                                                 \
+    template <int n>                                                                  \
+    VELA_INLINE friend V shiftRight32(V a) {                                          \
+        return {prefix##_srli_epi32(a.raw, n)};                                       \
+    }                                                                                 \
+    template <int n>                                                                  \
+    VELA_INLINE friend V shiftRightSigned32(V a) {                                    \
+        return {prefix##_srai_epi32(a.raw, n)};                                       \
+    }                                                                                 \
+    template <int n>                                                                  \
+    VELA_INLINE friend V shiftRight64(V a) {                                          \
+        return {prefix##_srli_epi64(a.raw, n)};                                       \
+    }                                                                                 \
+    /* of each lane, the lower or upper halves of a and b in turns: a0 b0 a1 b1 .. */ \
+    VELA_INLINE friend V unpackLow16(V a, V b) {                                      \
+        return {prefix##_unpacklo_epi16(a.raw, b.raw)};                               \
+    }                                                                                 \
+    VELA_INLINE friend V unpackHigh16(V a, V b) {                                     \
+        return {prefix##_unpackhi_epi16(a.raw, b.raw)};                               \
+    }                                                                                 \
+    VELA_INLINE friend V unpackLow32(V a, V b) {                                      \
+        return {prefix##_unpacklo_epi32(a.raw, b.raw)};                               \
+    }                                                                                 \
+    VELA_INLINE friend V unpackHigh32(V a, V b) {                                     \
+        return {prefix##_unpackhi_epi32(a.raw, b.raw)};                               \
+    }                                                                                 \
+    VELA_INLINE friend V unpackLow64(V a, V b) {                                      \
+        return {prefix##_unpacklo_epi64(a.raw, b.raw)};                               \
+    }                                                                                 \
+    VELA_INLINE friend V unpackHigh64(V a, V b) {                                     \
+        return {prefix##_unpackhi_epi64(a.raw, b.raw)};                               \
+    }                                                                                 \
+    /* of each lane, 32-bit elements saturated to 16: those of a, then those of b */  \
+    VELA_INLINE friend V packSaturated32(V a, V b) {                                  \
+        return {prefix##_packs_epi32(a.raw, b.raw)};                                  \
+    }                                                                                 \
+    /* of each lane, the bytes that control names; 0 where it is negative */          \
+    VELA_INLINE friend V shuffle8(V a, V control) {                                   \
+        return {prefix##_shuffle_epi8(a.raw, control.raw)};                           \
+    }
+
+/// And what 256 and 512 bits have.
+#define VELA_WIDE_OPERATIONS(V, prefix)                  \
+    VELA_INLINE friend V shiftLeftBy32(V a, V counts) {  \
+        return {prefix##_sllv_epi32(a.raw, counts.raw)}; \
+    }                                                    \
+    VELA_INLINE friend V shiftLeftBy64(V a, V counts) {  \
+        return {prefix##_sllv_epi64(a.raw, counts.raw)}; \
+    }
+
+struct V128 {
+    __m128i raw;
+
+    VELA_INLINE static V128 load(const void* from) {
+        return {_mm_loadu_si128(static_cast<const __m128i*>(from))};
+    }
+    VELA_INLINE static V128 toAllLanes(V128 x) { return x; }
+    VELA_INLINE void store(void* to) const { _mm_storeu_si128(static_cast<__m128i*>(to), raw); }
+    VELA_VECTOR_OPERATIONS(V128, _mm, si128)
+};
+
+#ifdef __AVX2__
+struct V256 {
+    __m256i raw;
+
+    VELA_INLINE static V256 load(const void* from) {
+        return {_mm256_loadu_si256(static_cast<const __m256i*>(from))};
+    }
+    VELA_INLINE static V256 toAllLanes(V128 x) { return {_mm256_broadcastsi128_si256(x.raw)}; }
+    VELA_INLINE static V256 join(V128 low, V128 high) {
+        return {_mm256_set_m128i(high.raw, low.raw)};
+    }
+    VELA_INLINE V128 low() const { return {_mm256_castsi256_si128(raw)}; }
+    VELA_INLINE V128 high() const { return {_mm256_extracti128_si256(raw, 1)}; }
+    VELA_INLINE void store(void* to) const { _mm256_storeu_si256(static_cast<__m256i*>(to), raw); }
+    VELA_VECTOR_OPERATIONS(V256, _mm256, si256)
+    VELA_WIDE_OPERATIONS(V256, _mm256)
+};
+#endif
+
+#ifdef __AVX512BW__
+struct V512 {
+    __m512i raw;
+
+    VELA_INLINE static V512 load(const void* from) { return {_mm512_loadu_si512(from)}; }
+    VELA_INLINE static V512 toAllLanes(V128 x) { return {_mm512_broadcast_i32x4(x.raw)}; }
+    VELA_INLINE static V512 join(V256 low, V256 high) {
+        return {_mm512_inserti64x4(_mm512_castsi256_si512(low.raw), high.raw, 1)};
+    }
+    VELA_INLINE V256 low() const { return {_mm512_castsi512_si256(raw)}; }
+    VELA_INLINE V256 high() const { return {_mm512_extracti64x4_epi64(raw, 1)}; }
+    VELA_INLINE void store(void* to) const { _mm512_storeu_si512(to, raw); }
+    VELA_VECTOR_OPERATIONS(V512, _mm512, si512)
+    VELA_WIDE_OPERATIONS(V512, _mm512)
+};
+#endif
+
+#undef VELA_VECTOR_OPERATIONS
+#undef VELA_WIDE_OPERATIONS
+
+} // namespace
+} // namespace vela::VELA_ISA

@@ -1,0 +1,21 @@
+// The routines of one instruction set: compiled for each, with its kernels.
+#include "state/kernels.h"
+
+namespace vela::VELA_ISA {
+
+extern const RoutineTable kRoutines; // encoder/routine_choice.cpp lists them
+constexpr RoutineTable kRoutines = {
+    .name = kName,
+    .requiredFeatures = kRequiredFeatures,
+#ifdef __AVX2__
+    .batchBlocks = kMaxBatchBlocks,
+#else
+    .batchBlocks = 0,
+#endif
+    .transformMcus = transformMcus,
+    .encodeMcus = encodeMcus,
+    .packAc = packAc,
+    .input = &kInput,
+};
+
+} // namespace vela::VELA_ISA

@@ -1,0 +1,218 @@
+// The forward transform on x86 vectors of 16-bit elements, several blocks at once: one block per lane.
+// The functions are inlined, so that a compiler sees where wide registers have been used and cleans their
+// upper halves up before other code runs.
+//
+// Steps and constants are those of the plain version (plain.cpp), and so are the results for
+// level-shifted samples. Two of the steps are written differently:
+//
+// - The product floor(x * c / 2^15) is the upper half of x * 2c. Where 2c does not fit 16 bits the
+//   factor is 2c - 2^16, and x is added back: floor(x * (2c - 2^16) / 2^16) + x.
+// - Quantization scales each coefficient by 2^shift in 16 bits before one multiplication takes the
+//   upper half. No coefficient gets above 23400 that way: 128 * 8 a(u) a(v) times the sums of the
+//   magnitudes of the two basis functions, times the power of two, is at most 23329.
+#pragma once
+
+#include "cpu/vectors_x86.h"
+#include "pixel/dct/constants.h"
+#include "state/encoder_state.h"
+
+namespace vela::VELA_ISA {
+namespace {
+
+/// One block in 128 bits.
+struct OneBlock {
+    using V = V128;
+    static constexpr int32_t blocks = 1;
+
+    static V load(int16_t* const block[], int32_t element) { return V::load(block[0] + element); }
+    static void store(int16_t* const block[], int32_t element, V x) { x.store(block[0] + element); }
+};
+
+#ifdef __AVX2__
+/// Two blocks in 256 bits.
+struct TwoBlocks {
+    using V = V256;
+    using Half = OneBlock;
+    static constexpr int32_t blocks = 2;
+
+    static V load(int16_t* const block[], int32_t element) {
+        return V::join(Half::load(block, element), Half::load(block + 1, element));
+    }
+    static void store(int16_t* const block[], int32_t element, V x) {
+        Half::store(block, element, x.low());
+        Half::store(block + 1, element, x.high());
+    }
+};
+#endif
+
+#ifdef __AVX512BW__
+/// Four blocks in 512 bits.
+struct FourBlocks {
+    using V = V512;
+    using Half = TwoBlocks;
+    static constexpr int32_t blocks = 4;
+
+    static V load(int16_t* const block[], int32_t element) {
+        return V::join(Half::load(block, element), Half::load(block + 2, element));
+    }
+    static void store(int16_t* const block[], int32_t element, V x) {
+        Half::store(block, element, x.low());
+        Half::store(block + 2, element, x.high());
+    }
+};
+#endif
+
+/// floor(x * c / 2^15) for a constant 0 < c < 2^15.
+template <int32_t c, class V>
+VELA_INLINE V mulQ15(V x) {
+    if constexpr (2 * c < 32768)
+        return multiplyHigh16(x, V::set16(2 * c));
+    else
+        return add16(multiplyHigh16(x, V::set16(2 * c - 65536)), x);
+}
+
+/// One 8-point transform: output k becomes d[k], in all elements alike.
+template <class V>
+VELA_INLINE void transform8(V (&d)[8]) {
+    const V t0 = add16(d[0], d[7]);
+    const V t7 = sub16(d[0], d[7]);
+    const V t1 = add16(d[1], d[6]);
+    const V t6 = sub16(d[1], d[6]);
+    const V t2 = add16(d[2], d[5]);
+    const V t5 = sub16(d[2], d[5]);
+    const V t3 = add16(d[3], d[4]);
+    const V t4 = sub16(d[3], d[4]);
+
+    const V t10 = add16(t0, t3);
+    const V t13 = sub16(t0, t3);
+    const V t11 = add16(t1, t2);
+    const V t12 = sub16(t1, t2);
+    const V z1 = mulQ15<kCosPi4>(add16(t12, t13));
+    d[0] = add16(t10, t11);
+    d[4] = sub16(t10, t11);
+    d[2] = add16(t13, z1);
+    d[6] = sub16(t13, z1);
+
+    const V p10 = add16(t4, t5);
+    const V p11 = add16(t5, t6);
+    const V p12 = add16(t6, t7);
+    const V z5 = mulQ15<kSinPi8>(sub16(p10, p12));
+    const V z2 = add16(mulQ15<kDifference>(p10), z5);
+    const V z4 = add16(mulQ15<kHalfSum>(addSaturated16(p12, p12)), z5);
+    const V z3 = mulQ15<kCosPi4>(p11);
+    const V z11 = add16(t7, z3);
+    const V z13 = sub16(t7, z3);
+    d[5] = add16(z13, z2);
+    d[3] = sub16(z13, z2);
+    d[1] = add16(z11, z4);
+    d[7] = sub16(z11, z4);
+}
+
+/// Transposes the 8 x 8 elements of each lane. Drawn: row and column digits of the elements, the lowest
+/// one of a lane first.
+template <class V>
+VELA_INLINE void transposeLanes(V (&d)[8]) {
+    //                                     d[0]: 00 01 02 03 04 05 06 07, d[1]: 10 11 12 ..
+    const V a0 = unpackLow16(d[0], d[1]);  // 00 10 01 11 02 12 03 13
+    const V a1 = unpackHigh16(d[0], d[1]); // 04 14 05 15 06 16 07 17
+    const V a2 = unpackLow16(d[2], d[3]);  // 20 30 21 31 22 32 23 33
+    const V a3 = unpackHigh16(d[2], d[3]); // 24 34 25 35 26 36 27 37
+    const V a4 = unpackLow16(d[4], d[5]);  // 40 50 41 51 42 52 43 53
+    const V a5 = unpackHigh16(d[4], d[5]); // 44 54 45 55 46 56 47 57
+    const V a6 = unpackLow16(d[6], d[7]);  // 60 70 61 71 62 72 63 73
+    const V a7 = unpackHigh16(d[6], d[7]); // 64 74 65 75 66 76 67 77
+    const V b0 = unpackLow32(a0, a2);      // 00 10 20 30 01 11 21 31
+    const V b1 = unpackHigh32(a0, a2);     // 02 12 22 32 03 13 23 33
+    const V b2 = unpackLow32(a1, a3);      // 04 14 24 34 05 15 25 35
+    const V b3 = unpackHigh32(a1, a3);     // 06 16 26 36 07 17 27 37
+    const V b4 = unpackLow32(a4, a6);      // 40 50 60 70 41 51 61 71
+    const V b5 = unpackHigh32(a4, a6);     // 42 52 62 72 43 53 63 73
+    const V b6 = unpackLow32(a5, a7);      // 44 54 64 74 45 55 65 75
+    const V b7 = unpackHigh32(a5, a7);     // 46 56 66 76 47 57 67 77
+    d[0] = unpackLow64(b0, b4);            // 00 10 20 30 40 50 60 70
+    d[1] = unpackHigh64(b0, b4);           // 01 11 21 31 41 51 61 71
+    d[2] = unpackLow64(b1, b5);            // and so on
+    d[3] = unpackHigh64(b1, b5);
+    d[4] = unpackLow64(b2, b6);
+    d[5] = unpackHigh64(b2, b6);
+    d[6] = unpackLow64(b3, b7);
+    d[7] = unpackHigh64(b3, b7);
+}
+
+/// Elements 0..3 of each lane, then 4..7.
+template <class V>
+VELA_INLINE V setHalves(int32_t low, int32_t high) {
+    return unpackLow64(V::set16(low), V::set16(high));
+}
+
+/// Powers of two by which the coefficients of horizontal frequency u are scaled up, for v = 0..7.
+template <class V>
+VELA_INLINE V preScale(int32_t u) {
+    return u == 7 ? setHalves<V>(2, 8) : u >= 5 ? setHalves<V>(1, 4) : setHalves<V>(1, 2);
+}
+
+/// Transforms and quantizes Group::blocks blocks in place. The same block may be given more than once.
+template <class Group>
+VELA_INLINE void transformBlocks(int16_t* const blocks[], const int16_t* quant) {
+    using V = typename Group::V;
+    V d[8];
+    for (int32_t y = 0; y < 8; y++)
+        d[y] = Group::load(blocks, 8 * y);
+    transform8(d);
+    transposeLanes(d);
+    transform8(d);
+    for (int32_t u = 0; u < 8; u++) {
+        const V scaled = multiplyLow16(d[u], preScale<V>(u));
+        const V product = multiplyHigh16(scaled, V::toAllLanes(V128::load(quant + 8 * u)));
+        Group::store(blocks, 8 * u, shiftRightSigned16<1>(add16(product, V::set16(1))));
+    }
+}
+
+/// Fewer blocks than Group takes.
+template <class Group>
+void transformRest(int16_t* blocks[], int32_t count, const int16_t* quant) {
+    using Half = typename Group::Half;
+    if (count > Half::blocks) { // the lanes left over do the last block's work once more
+        for (int32_t i = count; i < Group::blocks; i++)
+            blocks[i] = blocks[count - 1];
+        transformBlocks<Group>(blocks, quant);
+    } else if (count == Half::blocks) {
+        transformBlocks<Half>(blocks, quant);
+    } else if constexpr (Half::blocks > 1) {
+        transformRest<Half>(blocks, count, quant);
+    }
+}
+
+/// Blocks first..end - 1 of each MCU, which share their reciprocals, Group::blocks at a time.
+template <class Group>
+void transformAlike(const BlockSpec& blocks, int32_t mcuCount, int32_t first, int32_t end) {
+    int16_t* group[Group::blocks];
+    int32_t grouped = 0;
+    for (int32_t mcu = 0; mcu < mcuCount; mcu++)
+        for (int32_t i = first; i < end; i++) {
+            group[grouped++] = blockOf(blocks, mcu, i);
+            if (grouped == Group::blocks) {
+                transformBlocks<Group>(group, blocks.blockQuant[first]);
+                grouped = 0;
+            }
+        }
+    if constexpr (Group::blocks > 1)
+        transformRest<Group>(group, grouped, blocks.blockQuant[first]);
+}
+
+#if defined __AVX512BW__
+using WidestGroup = FourBlocks;
+#elif defined __AVX2__
+using WidestGroup = TwoBlocks;
+#else
+using WidestGroup = OneBlock;
+#endif
+
+inline void transformAll(const BlockSpec& blocks, int32_t mcuCount) {
+    const int32_t luma = blocks.blockCount - blocks.chromaBlocks;
+    transformAlike<WidestGroup>(blocks, mcuCount, 0, luma);
+    transformAlike<WidestGroup>(blocks, mcuCount, luma, blocks.blockCount);
+}
+
+} // namespace
+} // namespace vela::VELA_ISA

@@ -1,0 +1,14 @@
+// What every instruction set has of its own: one entry file per stage defines it, compiled once for each.
+#pragma once
+
+#include "cpu/isa.h"
+#include "state/routines.h"
+
+namespace vela::VELA_ISA {
+
+extern const InputRoutines kInput;
+TransformMcus transformMcus; // pixel/dct/kernel.cpp
+EncodeMcus encodeMcus;
+PackAc packAc;
+
+} // namespace vela::VELA_ISA
