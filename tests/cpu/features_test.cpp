@@ -1,7 +1,7 @@
 // What the processor has.
 #include <gtest/gtest.h>
 
-#include "encoder/cpu_features.h"
+#include "cpu/cpu_features.h"
 
 namespace {
 
