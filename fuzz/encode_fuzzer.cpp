@@ -65,7 +65,7 @@ void fuzzEncoding(FuzzedDataProvider& data) {
     host.outputBytes = data.ConsumeIntegralInRange(1, 5000);
     host.flushBehaviour = data.PickValueInArray(
         {Flush::takesAll, Flush::takesAll, Flush::takesSome, Flush::negative, Flush::tooMuch});
-    host.readPointsIntoSource = data.ConsumeBool();
+    host.readBehaviour = static_cast<test::Read>(data.ConsumeIntegralInRange(0, 2));
     host.faults = {data.ConsumeIntegralInRange(0, 20), data.ConsumeIntegralInRange(0, 20),
                    data.ConsumeIntegralInRange(0, 20), data.ConsumeIntegralInRange(0, 20)};
     const Result result = host.encode(settings, picture);

@@ -191,7 +191,9 @@ typedef struct CallbackTable_JPEG {
      * EncoderInitAlloc_JPEG only. Required. */
     void (*allocate)(void** out, uint32_t size, uint32_t alignment);
 
-    /* Frees the block that *p holds. Called by EncoderFree_JPEG only. Required. */
+    /* Frees the block that *p holds. p is the address of the encoder's own variable, or for the
+     * encoder itself of the host's: what is stored there is not used again. Called by
+     * EncoderFree_JPEG only. Required. */
     void (*release)(void** p);
 
     /* Enlarges the block of oldSize bytes that *inout holds to newSize bytes, keeps its contents,
@@ -213,12 +215,22 @@ typedef struct CallbackTable_JPEG {
     int32_t (*seek)(uint32_t sourceHandle, int32_t offset, uint32_t whence);
 
     /* Delivers count bytes (elementSize is always 1) from the source position and advances it by
-     * count: either copied to the address that *pDst holds on entry (the plane's buffer), or by
-     * storing into *pDst the address of memory of the host's own that holds them until the next
-     * read of the same plane. Returns the number of bytes delivered. Any other number than count
-     * ends the encoding with ENC_STATUS_ERR, save for the bottom band of a single-plane picture
-     * whose height is no multiple of the MCU's: its count is not examined. Required in slice mode.
-     */
+     * count. They lie where *pDst points on return: either the host has copied them to the address
+     * that *pDst holds on entry, or it stores into *pDst the address of memory that holds them, its
+     * own or the plane's buffer. They stay there, unchanged, until the next read of the same plane
+     * or the end of Encode_JPEG.
+     *
+     * On entry *pDst holds
+     *   - with planar and semi-planar formats the plane's buffer (plane[0], plane[1], plane[2] of
+     *     Picture_JPEG), at every read;
+     *   - with single-plane formats what the last read left in it, and plane[0] at the first one.
+     * So a host that has once pointed *pDst at memory of its own must not copy to *pDst afterwards:
+     * it would overwrite that memory. To copy at one read and point at another it copies to the
+     * plane's buffer, which it knows, and stores that buffer's address into *pDst.
+     *
+     * Returns the number of bytes delivered. Any other number than count ends the encoding with
+     * ENC_STATUS_ERR, save for the bottom band of a single-plane picture whose height is no multiple
+     * of the MCU's: its count is not examined. Required in slice mode. */
     int32_t (*read)(void** pDst, uint32_t elementSize, uint32_t count, uint32_t sourceHandle);
 } CallbackTable_JPEG;
 

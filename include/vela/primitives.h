@@ -166,7 +166,10 @@ VELA_API void velaExpand_Block_16s_JPEG(const int16_t* pSrc, int32_t srcStep, in
 
 /* Copies validWidth x validHeight pixels and repeats the last column and row up to dstWidth x
  * dstHeight pixels, which are at least as large. Widths count pixels (of 1, 2 and 3 bytes), steps
- * bytes; srcStep may be negative, dstStep is dstWidth pixels. They return 0. */
+ * bytes; srcStep may be negative. The valid rows stand dstStep apart, which is mostly dstWidth pixels.
+ * Where it is not: the 1- and 2-byte routines repeat the last valid row with all of its dstStep bytes
+ * (an even number of them for 2), and the 3-byte routine puts the repeated rows, of dstWidth pixels,
+ * one right after another from dstStep after the last valid row on. They return 0. */
 typedef int32_t VelaCopyExpand(const uint8_t* pSrc, int32_t srcStep, int32_t validWidth,
                                int32_t validHeight, uint8_t* pDst, int32_t dstStep,
                                int32_t dstWidth, int32_t dstHeight);

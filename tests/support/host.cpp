@@ -66,6 +66,7 @@ Result Host::encode(EncoderParams_JPEG params, const TestPicture& picture) {
                 static_cast<size_t>(std::abs(record.step[p]) * picture.bandRows(p));
             bands[p] = Guarded(bytes);
             record.plane[p] = bands[p].data();
+            planeBuffer_[p] = bands[p].data();
         }
     }
     Guarded output(static_cast<size_t>(std::max(outputBytes, 1)));
@@ -75,6 +76,7 @@ Result Host::encode(EncoderParams_JPEG params, const TestPicture& picture) {
     Bitstream_JPEG stream{output.data(), outputBytes, nullptr, 99};
     const CallbackTable_JPEG table = callbacks();
     EncoderState_JPEG* state = nullptr;
+    planes_ = picture.format().planes();
     Result result{};
     result.initStatus =
         routines == nullptr
@@ -90,6 +92,7 @@ Result Host::encode(EncoderParams_JPEG params, const TestPicture& picture) {
     }
     fail(EncoderFree_JPEG(&state) != ENC_STATUS_OK || state != nullptr);
     fail(!output.intact());
+    fail(params.bufferMode == ENC_BUFFER_SLICE && source_ != picture.source()); // read alone
     for (Guarded& band : bands)
         fail(band.data() != nullptr && !band.intact());
     return result;
@@ -111,13 +114,24 @@ void* Host::newBlock(int64_t number, uint32_t size, uint32_t alignment) {
     return address;
 }
 
+/// Whether a variable lies inside the encoder, which is block 0.
+bool Host::insideEncoder(const void* variable) const {
+    const auto* const at = static_cast<const uint8_t*>(variable);
+    return std::any_of(blocks_.begin(), blocks_.end(), [at](const auto& entry) {
+        const auto& [number, memory] = entry.second;
+        return number == 0 && at >= memory.data() && at < memory.data() + memory.size();
+    });
+}
+
 void Host::release(void** p) {
     Host& host = *current;
     const auto block = host.blocks_.find(*p);
     host.fail(block == host.blocks_.end());
     if (block == host.blocks_.end())
         return;
-    host.log(Call::release, block->second.number);
+    const int64_t number = block->second.number;
+    host.log(Call::release, number);
+    host.fail(number > 0 && !host.insideEncoder(p)); // by the address of the encoder's own variable
     host.fail(!block->second.memory.intact());
     host.blocks_.erase(block);
 }
@@ -129,6 +143,7 @@ int32_t Host::grow(void** inout, uint32_t oldSize, uint32_t newSize) {
         host.fail(true);
         return -1;
     }
+    host.fail(!host.insideEncoder(inout));
     host.log(Call::grow, old->second.number, newSize);
     if (++host.growths == host.faults.grow)
         return -1;
@@ -192,10 +207,16 @@ int32_t Host::read(void** pDst, uint32_t elementSize, uint32_t count, uint32_t h
     if (++host.reads == host.faults.read)
         return static_cast<int32_t>(count) - 1;
     uint8_t* const from = host.source_.data() + host.position_;
-    if (host.readPointsIntoSource)
+    const int plane = (host.reads - 1) % host.planes_;
+    const int band = (host.reads - 1) / host.planes_;
+    if (host.readBehaviour == Read::points ||
+        (host.readBehaviour == Read::byTurns && band % 2 == 0)) {
         *pDst = from;
-    else
+    } else {
+        if (host.readBehaviour == Read::byTurns)
+            *pDst = host.planeBuffer_[plane];
         std::copy_n(from, std::min<int64_t>(count, left), static_cast<uint8_t*>(*pDst));
+    }
     host.position_ += count;
     return static_cast<int32_t>(count);
 }

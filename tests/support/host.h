@@ -15,6 +15,10 @@
 
 namespace test {
 
+/// How read delivers: copied to *pDst, by its own address, or by turns its own address and copied to the
+/// plane's buffer, whose address it then stores.
+enum class Read { copies, points, byTurns };
+
 enum class Flush { takesAll, takesSome, takesNothing, negative, tooMuch };
 
 struct Faults { // the n-th call (from 1) fails; 0: never
@@ -60,7 +64,7 @@ struct Result {
 class Host {
 public:
     Flush flushBehaviour = Flush::takesAll;
-    bool readPointsIntoSource = false; // read stores an address instead of copying
+    Read readBehaviour = Read::copies;
     bool flushContextZero = false;
     int32_t outputBytes = 4096;
     uint32_t seed = 1;
@@ -110,6 +114,7 @@ private:
     void log(Call::Kind kind, int64_t amount, int64_t second = 0) {
         calls.push_back({kind, amount, second});
     }
+    bool insideEncoder(const void* variable) const;
     void fail(bool when) { fault_ = fault_ || when; }
 
     struct Block {
@@ -123,6 +128,8 @@ private:
     int64_t position_ = 0;
     std::mt19937 random_;
     const uint8_t* outputStart_ = nullptr;
+    uint8_t* planeBuffer_[3] = {}; // in slice mode
+    int planes_ = 0;
     bool fault_ = false;
 };
 
