@@ -36,9 +36,7 @@ mkdir -p "$results"
 build_for_host() {
     require_packages "${build_packages[@]}" libturbojpeg0-dev libbenchmark-dev nlohmann-json3-dev
     say "building in $build"
-    cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DVELA_BUILD_TESTS=OFF \
-        -DVELA_BUILD_COMMAND=OFF -DVELA_BUILD_BENCH=ON >&2
-    cmake --build "$build" >&2
+    (cd "$root" && cmake --preset bench && cmake --build --preset bench) >&2
 }
 
 # ARCHITECTURE FOLDER: unpacks Debian's TurboJPEG for it there. The lists of that architecture's

@@ -19,9 +19,8 @@ else
 fi
 
 require_packages "${build_packages[@]}"
-build=$root/build/command
+build=$root/build/release
 say "building in $build"
-cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DVELA_BUILD_TESTS=OFF >&2
-cmake --build "$build" >&2
+(cd "$root" && cmake --preset release && cmake --build --preset release) >&2
 "$build/cli/velajpeg" "${source[@]}" -o "$output"
 say "the JPEG file is $(realpath "$output")"
