@@ -71,8 +71,9 @@ Status countDown(Bitstream_JPEG* stream, int32_t mcuCount, EncoderState_JPEG* st
     if (state->restartInterval == 0)
         return ENC_STATUS_OK;
     state->restartCounter.mcusToGo -= static_cast<uint32_t>(mcuCount);
-    return state->restartCounter.mcusToGo == 0 ? velaAdjustRestartIntervalFwd_JPEG(stream, state)
-                                               : ENC_STATUS_OK;
+    if (state->restartCounter.mcusToGo != 0)
+        return ENC_STATUS_OK;
+    return velaAdjustRestartIntervalFwd_JPEG(stream, state);
 }
 
 } // namespace

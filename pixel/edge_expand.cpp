@@ -44,7 +44,7 @@ void repeatLastRow(const int16_t* block, int16_t* dst) {
 void expandLumaPair(const uint8_t* src, int32_t step, int32_t validWidth, int32_t validHeight,
                     int16_t* dst) {
     int16_t* const right = dst + kBlockSamples;
-    velaExpandLS_Block_8u16s_JPEG(src, step, std::min(validWidth, 8), validHeight, dst);
+    velaExpandLS_Block_8u16s_JPEG(src, step, std::min<int32_t>(validWidth, 8), validHeight, dst);
     if (validWidth > 8)
         velaExpandLS_Block_8u16s_JPEG(src + 8, step, validWidth - 8, validHeight, right);
     else
@@ -55,7 +55,7 @@ void expandLumaPair(const uint8_t* src, int32_t step, int32_t validWidth, int32_
 void expandLumaQuad(const uint8_t* src, int32_t step, int32_t validWidth, int32_t validHeight,
                     int16_t* dst) {
     int16_t* const lower = dst + 2 * kBlockSamples;
-    expandLumaPair(src, step, validWidth, std::min(validHeight, 8), dst);
+    expandLumaPair(src, step, validWidth, std::min<int32_t>(validHeight, 8), dst);
     if (validHeight > 8) {
         expandLumaPair(src + ptrdiff_t{8} * step, step, validWidth, validHeight - 8, lower);
     } else {
@@ -67,7 +67,7 @@ void expandLumaQuad(const uint8_t* src, int32_t step, int32_t validWidth, int32_
 /// Valid chrominance samples along a subsampled axis. A single luminance sample has no whole
 /// chrominance sample to itself; the one it shares is taken.
 int32_t halved(int32_t validLuma) {
-    return std::max(validLuma / 2, 1);
+    return std::max<int32_t>(validLuma / 2, 1);
 }
 
 /// even and odd receive the even and odd bytes of the chroma pairs. The block routines are named

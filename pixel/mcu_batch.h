@@ -35,7 +35,7 @@ public:
 private:
     BlockSpec blocks_;
     int32_t size_;
-    alignas(64) int16_t samples_[std::max(kMaxBatchBlocks, 1) * kBlockSamples];
+    alignas(64) int16_t samples_[std::max<int32_t>(kMaxBatchBlocks, 1) * kBlockSamples];
 };
 
 } // namespace vela

@@ -128,7 +128,7 @@ Status velaBuildScanHuffTables_P_JPEG(uint32_t* const counts[2], Bitstream_JPEG*
                                       EncoderState_JPEG* st) {
     const ScanSpec& scan = st->scanSpec;
     const int32_t isAC = scan.Ss != 0 || scan.Se != 0 ? 1 : 0;
-    const int32_t tables = std::min(scan.componentCount, 2);
+    const int32_t tables = std::min<int32_t>(scan.componentCount, 2);
     for (int32_t k = 0; k < tables; k++) {
         const ComponentSpec& component = *scan.component[k];
         const Status status = buildTable(

@@ -48,7 +48,7 @@ Status writeDefaultPair(int32_t tableId, Bitstream_JPEG* stream, EncoderState_JP
 
 Status velaBuildEncodeHuffTable_JPEG(int32_t tableId, int32_t isAC, const HuffmanSpecWork* custom,
                                      Bitstream_JPEG* stream, EncoderState_JPEG* state) {
-    tableId = std::clamp(tableId, 0, 1);
+    tableId = std::clamp<int32_t>(tableId, 0, 1);
     const TableSource table = custom != nullptr ? TableSource{custom->BITS, custom->HUFFVAL}
                                                 : defaultTable(tableId, isAC != 0);
     EncodeHuffmanSpec* const store = state->huffSpecStore[isAC != 0 ? 2 + tableId : tableId];

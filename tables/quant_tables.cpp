@@ -72,7 +72,7 @@ int32_t velaCalcQuantQualityFactor_JPEG(int32_t quality) {
 
 int32_t czBuildEnQuantTable(int32_t scale, const int16_t base[64], uint8_t out[64]) {
     for (int32_t i = 0; i < vela::kBlockSamples; i++)
-        out[i] = static_cast<uint8_t>(std::clamp((scale * base[i] + 64) >> 7, 1, 255));
+        out[i] = static_cast<uint8_t>(std::clamp<int32_t>((scale * base[i] + 64) >> 7, 1, 255));
     return ENC_STATUS_OK;
 }
 
