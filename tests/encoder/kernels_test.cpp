@@ -7,11 +7,11 @@
 
 #include "cpu/cpu_features.h"
 #include "encoder/routine_choice.h"
-#include "progressive/block_packers.h"
 #include "progressive/record_writers.h"
 #include "support/differences.h"
 #include "support/guarded.h"
 #include "support/instruction_sets.h"
+#include "support/packed_scan.h"
 #include "support/picture.h"
 #include "tables/block_coder.h"
 #include "tables/default_tables.h"
@@ -20,6 +20,7 @@ namespace {
 
 using namespace vela;
 using test::Guarded;
+using test::PackedScan;
 using test::sameBlocks;
 using test::sameBytes;
 
@@ -198,19 +199,6 @@ TEST_P(Kernels, Input) {
         }
     }
 }
-
-/// One scan's side of the AC packers.
-struct PackedScan {
-    Guarded memory{1 << 16};
-    Bitstream_JPEG buffer{memory.data(), 1 << 16, memory.data(), 0};
-    uint32_t counts[257] = {};
-    ScanCoderState coder{};
-
-    std::span<const uint8_t> records() const { return {buffer.start, buffer.cursor}; }
-    std::span<const uint8_t> corrections() const {
-        return {coder.correctionBits, static_cast<size_t>(coder.correctionCount)};
-    }
-};
 
 TEST_P(Kernels, AcPackers) {
     // Fault: a record, count, run or correction bit that the plain one packs otherwise.

@@ -8,36 +8,15 @@
 #include "progressive/block_packers.h"
 #include "progressive/coefficient_pack.h"
 #include "progressive/packed_stream.h"
-#include "support/guarded.h"
+#include "support/differences.h"
+#include "support/packed_scan.h"
 
 namespace {
 
 using namespace vela;
+using test::PackedScan;
+using test::sameBytes;
 using Bytes = std::vector<uint8_t>;
-
-/// One scan's buffer, counts and coder.
-struct Scan {
-    test::Guarded memory{1 << 16};
-    Bitstream_JPEG buffer{memory.data(), 1 << 16, memory.data(), 0};
-    uint32_t counts[257] = {};
-    ScanCoderState coder{};
-
-    /// What has been packed since the last time.
-    Bytes take() {
-        const Bytes bytes(buffer.start, buffer.cursor);
-        buffer.cursor = buffer.start;
-        return bytes;
-    }
-    void packFirst(const int16_t* block) {
-        velaPackACFirst_JPEG(block, counts, &buffer, &coder, 1, 63, 1);
-    }
-    void packRefine(const int16_t* block) {
-        velaPackACRefine_JPEG(block, counts, &buffer, &coder, 1, 63, 0);
-    }
-    std::vector<int> corrections() const {
-        return std::vector<int>(coder.correctionBits, coder.correctionBits + coder.correctionCount);
-    }
-};
 
 struct TestBlock {
     int16_t samples[64] = {};
@@ -49,7 +28,7 @@ struct TestBlock {
 
 TEST(PackedRecords, DcDifferences) {
     // Fault: wrong sizes, wrong sign bits, predictors of unshifted values.
-    Scan first, refine;
+    PackedScan first, refine;
     int16_t predictor = 0;
     const auto pack = [&](int dc) {
         const TestBlock block{{0, dc}};
@@ -74,14 +53,14 @@ TEST(PackedRecords, DcDifferences) {
 TEST(PackedRecords, AcCoefficients) {
     // Fault: wrong zero runs, a point transform that rounds the wrong way.
     const TestBlock block{{1, 3}, {3, -2}};
-    Scan first, refine;
+    PackedScan first, refine;
     first.packFirst(block.samples);
     refine.packRefine(block.samples);
     EXPECT_EQ(first.take(), (Bytes{0x01, 0x01, 0x11, 0x00}));
     EXPECT_EQ(first.coder.eobRun, 1);
     EXPECT_EQ(refine.take(), Bytes{});
     EXPECT_EQ(refine.coder.eobRun, 1);
-    EXPECT_EQ(refine.corrections(), (std::vector<int>{1, 0}));
+    EXPECT_TRUE(sameBytes(Bytes{1, 0}, refine.corrections()));
 
     const TestBlock zeroRun{{18, 2}}; // 17 zeros
     first.packFirst(zeroRun.samples);
@@ -94,7 +73,7 @@ TEST(PackedRecords, AcCoefficients) {
 TEST(PackedRecords, EndOfBandRuns) {
     // Fault: a wrong class or wrong bits of a run, a run beyond 32767.
     const TestBlock zero{};
-    Scan scan;
+    PackedScan scan;
     for (int i = 0; i < 32767; i++)
         scan.packFirst(zero.samples);
     EXPECT_EQ(scan.take(), (Bytes{0xE0, 0x7F, 0xFF}));
@@ -115,7 +94,7 @@ TEST(PackedRecords, EndOfBandRuns) {
 
 TEST(PackedRecords, CorrectionBits) {
     // Fault: correction bits before the symbol that they belong behind.
-    Scan scan;
+    PackedScan scan;
     uint8_t bits[300] = {1, 0, 1};
     packCorrectionBits(scan.buffer, bits, 3);
     EXPECT_EQ(scan.take(), (Bytes{0xFE, 0x03, 0x05}));
@@ -134,7 +113,7 @@ TEST(PackedRecords, CorrectionBits) {
     scan.packRefine(pending.samples);
     scan.packRefine(mixed.samples);
     EXPECT_EQ(scan.take(), (Bytes{0x00, 0xFE, 0x01, 0x01, 0x11, 0x00, 0xFE, 0x02, 0x01}));
-    EXPECT_EQ(scan.corrections(), (std::vector<int>{0}));
+    EXPECT_TRUE(sameBytes(Bytes{0}, scan.corrections()));
     EXPECT_EQ(scan.coder.eobRun, 1);
     // The same with a zero run between, behind which the position starts anew
     const TestBlock zeroRun{{1, 3}, {20, 7}, {21, 1}};
@@ -147,7 +126,7 @@ TEST(PackedRecords, CorrectionBitsAreWrittenWhileTheNextBlocksFit) {
     // Fault: a run of blocks whose correction bits outgrow their memory.
     int16_t block[64];
     std::fill_n(block, 64, int16_t{3}); // 63 correction bits, all 1
-    Scan scan;
+    PackedScan scan;
     for (int i = 0; i < 15; i++)
         scan.packRefine(block);
     EXPECT_EQ(scan.take(), Bytes{});
@@ -162,7 +141,7 @@ TEST(PackedRecords, CorrectionBitsAreWrittenWhileTheNextBlocksFit) {
 TEST(PackedRecords, StayWithinTheirBoundsBehindWhateverIsPending) {
     // Fault: a block's records longer than the room that is kept for them.
     std::mt19937 random(31);
-    Scan first, refine;
+    PackedScan first, refine;
     for (int round = 0; round < 20000; round++) {
         int16_t block[64];
         const unsigned kind = random() % 4; // the packers assert their bounds

@@ -1,28 +1,73 @@
 // The scan encoders.
+#include <algorithm>
 #include <random>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "progressive/scan_encoders.h"
+#include "support/differences.h"
 #include "support/guarded.h"
+#include "support/packed_scan.h"
 #include "tables/default_tables.h"
 
 namespace {
 
 using namespace vela;
 
+/// As much of an encoder's state as the scan encoders look at, and a flush that takes everything.
+struct ScanState : EncoderState_JPEG {
+    ScanCoderState coder{};
+
+    ScanState() : EncoderState_JPEG{} {
+        scanWorkArea = &coder;
+        blockSpec.blockCount = 6;
+        blockSpec.chromaBlocks = 2;
+        restartInterval = 1;
+        flushContext = 1;
+        flush = [](uint8_t* start, uint32_t, int32_t used, uint32_t) {
+            flushed.insert(flushed.end(), start, start + used);
+            return used;
+        };
+    }
+
+    static inline std::vector<uint8_t> flushed;
+};
+
+TEST(ScanEncoders, CorrectionBitsCountAgainstTheRoom) {
+    // Fault: a record of many correction bits counted as one symbol, so that a batch of them outgrows
+    // the output. Four blocks of 63 correction bits and one with a new coefficient, over and over, are a
+    // legal picture.
+    int16_t corrections[64], fresh[64] = {};
+    std::fill_n(corrections, 64, int16_t{3});
+    fresh[9] = 1;
+    test::PackedScan scan;
+    for (int i = 0; i < 5000; i++)
+        scan.packRefine(i % 5 < 4 ? corrections : fresh);
+    EncodeHuffmanSpec table{};
+    std::fill_n(table.entry, 256, 16u << 16 | 0xFFFF); // every byte is stuffed
+    const auto encode = [&](size_t size) {
+        test::Guarded memory(size);
+        Bitstream_JPEG out{memory.data(), static_cast<int32_t>(size), memory.data(), 0};
+        ScanState state;
+        ScanState::flushed.clear();
+        EXPECT_EQ(velaEncodeScanData_ACRefine_JPEG(&out, &scan.buffer, &table, &state),
+                  ENC_STATUS_OK);
+        EXPECT_TRUE(memory.intact()) << size;
+        ScanState::flushed.insert(ScanState::flushed.end(), out.start, out.cursor);
+        return ScanState::flushed;
+    };
+    const std::vector<uint8_t> whole = encode(1 << 20);
+    EXPECT_GT(whole.size(), 65536u);
+    for (const size_t size : {200, 1000, 4000, 65536})
+        EXPECT_TRUE(test::sameBytes(whole, encode(size))) << size;
+}
+
 TEST(ScanEncoders, NeverWritePastTheOutputWhateverTheStream) {
     // Fault: room counted in fewer bytes than a unit may take.
     std::mt19937 random(32);
-    ScanCoderState coder{};
     EncodeHuffmanSpec table = ACLunmaTable;
-    EncoderState_JPEG state{};
-    state.scanWorkArea = &coder;
-    state.blockSpec.blockCount = 6;
-    state.blockSpec.chromaBlocks = 2;
-    state.restartInterval = 1;
-    state.flushContext = 1;
-    state.flush = [](uint8_t*, uint32_t, int32_t used, uint32_t) { return used; };
+    ScanState state;
     const EncodeHuffmanSpec* const dcTables[2] = {&table, &table};
     for (int round = 0; round < 2000; round++) {
         const size_t size = random() % 300;

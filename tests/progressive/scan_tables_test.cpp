@@ -1,12 +1,16 @@
 // Huffman tables fitted to a scan's counts.
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 #include <random>
+#include <span>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "progressive/scan_tables.h"
+#include "support/differences.h"
 #include "tables/huffman_tables.h"
 
 namespace {
@@ -55,19 +59,120 @@ TEST(FittedTables, SmallOnes) {
     EXPECT_EQ(Bytes(tie.HUFFVAL, tie.HUFFVAL + 4), (Bytes{0, 1, 2, 3}));
 }
 
-TEST(FittedTables, LongCodesAreLimited) {
-    // Fault: codes above 16 bits, codes above 32 bits before the limit, sums that overflow.
-    for (const int symbols : {20, 40, 250}) { // the rarer half's sum grows with every merge
-        std::vector<uint32_t> counts = {1, 1};
-        while (static_cast<int>(counts.size()) < symbols)
-            counts.push_back(
-                std::min(counts.end()[-1] + counts.end()[-2], 400000000u)); // Fibonacci
-        fitted(counts);
+/// Figures K.1 to K.4 as they are drawn: BITS and, before HUFFVAL, each symbol's code size. Of equal
+/// counts the higher index goes first.
+struct AnnexK2 {
+    std::vector<int> bits = std::vector<int>(33);
+    std::vector<int> codesize = std::vector<int>(257);
+    int longest = 0; // above 32 nothing else is worth anything
+
+    explicit AnnexK2(std::vector<uint32_t> freq) {
+        std::vector<int> others(257, -1);
+        freq.resize(257);
+        freq[256] = 1;
+        for (;;) {
+            const int v1 = rarest(freq, -1), v2 = rarest(freq, v1);
+            if (v2 < 0)
+                break;
+            freq[static_cast<size_t>(v1)] += std::exchange(freq[static_cast<size_t>(v2)], 0);
+            int last = v1;
+            for (int v = v1; v >= 0; v = others[static_cast<size_t>(v)])
+                codesize[static_cast<size_t>(last = v)]++;
+            others[static_cast<size_t>(last)] = v2;
+            for (int v = v2; v >= 0; v = others[static_cast<size_t>(v)])
+                codesize[static_cast<size_t>(v)]++;
+        }
+        longest = *std::max_element(codesize.begin(), codesize.end());
+        if (longest > 32)
+            return;
+        for (const int size : codesize)
+            bits[static_cast<size_t>(size)]++;
+        for (size_t i = 32; i > 16; i--)
+            while (bits[i] > 0) {
+                size_t j = i - 2;
+                while (bits[j] == 0)
+                    j--;
+                bits[i] -= 2, bits[i - 1]++, bits[j + 1] += 2, bits[j]--;
+            }
+        size_t last = 16;
+        while (bits[last] == 0)
+            last--;
+        bits[last]--;
     }
-    fitted(std::vector<uint32_t>(256, 0xFFFFFFFF));
+
+private:
+    static int rarest(const std::vector<uint32_t>& freq, int but) {
+        int found = -1;
+        for (int v = 0; v < 257; v++)
+            if (const auto i = static_cast<size_t>(v); freq[i] != 0 && v != but)
+                if (found < 0 || freq[i] <= freq[static_cast<size_t>(found)])
+                    found = v;
+        return found;
+    }
+};
+
+void expectAnnexK2(const std::vector<uint32_t>& counts, const std::vector<uint32_t>& merged) {
+    const HuffmanSpecWork work = fitted(counts);
+    const AnnexK2 expected(merged);
+    EXPECT_TRUE(test::sameBytes(std::span(expected.bits).subspan(1, 16), work.BITS));
+    std::vector<int> order; // Figure K.4
+    for (int size = 1; size <= 32; size++)
+        for (int symbol = 0; symbol < 256; symbol++)
+            if (expected.codesize[static_cast<size_t>(symbol)] == size)
+                order.push_back(symbol);
+    EXPECT_TRUE(test::sameBytes(order, std::span(work.HUFFVAL, order.size())));
+}
+
+std::vector<uint32_t> fibonacci(size_t count) {
+    std::vector<uint32_t> numbers = {1, 2}; // with the reserved one: 1, 1, 2
+    while (numbers.size() < count)
+        numbers.push_back(numbers.end()[-1] + numbers.end()[-2]);
+    return numbers;
+}
+
+/// Halved until neither sums nor code sizes are beyond the limits; counts of 1 stay.
+std::vector<uint32_t> halved(std::vector<uint32_t> counts) {
+    const auto tooLarge = [&] {
+        const uint64_t sum = std::accumulate(counts.begin(), counts.end(), uint64_t{1});
+        return sum > 1000000000 || AnnexK2(counts).longest > 32;
+    };
+    while (tooLarge())
+        for (uint32_t& count : counts)
+            count = count > 1 ? count / 2 : count;
+    return counts;
+}
+
+TEST(FittedTables, AreThoseOfAnnexK2) {
+    // Fault: another order of merging among equal counts, codes not limited to 16 bits as drawn.
+    std::mt19937 random(9);
+    for (int round = 0; round < 300; round++) {
+        std::vector<uint32_t> counts(2 + random() % 255);
+        const auto range = static_cast<uint32_t>(1 + random() % 22);
+        for (uint32_t& count : counts)
+            count = random() % 3 == 0 ? static_cast<uint32_t>(1 + random() % (1u << range)) : 0;
+        expectAnnexK2(counts, counts);
+        ASSERT_FALSE(HasFailure()) << "seed 9, round " << round;
+    }
+    for (size_t symbols = 2; symbols <= 32; symbols++) // code sizes up to 32
+        expectAnnexK2(fibonacci(symbols), fibonacci(symbols));
     std::vector<uint32_t> lopsided(256, 1); // 256 codes of nine bits, the reserved one among them
     lopsided[7] = 1000000;
-    EXPECT_EQ(fitted(lopsided).BITS[8], 255);
+    expectAnnexK2(lopsided, lopsided);
+}
+
+TEST(FittedTables, CountsThatAreTooLargeAreHalved) {
+    // Fault: codes above 32 bits, for which the arrays have no place; sums beyond 1e9, which overflow.
+    std::vector<std::vector<uint32_t>> tooLarge;
+    for (size_t symbols = 33; symbols <= 46; symbols++) // 47 add up to 7.8e9
+        tooLarge.push_back(fibonacci(symbols));
+    tooLarge.push_back(std::vector<uint32_t>(256, 0xFFFFFFFF));
+    tooLarge.push_back({1, 500000000, 500000000, 3});
+    for (const std::vector<uint32_t>& counts : tooLarge) {
+        ASSERT_NE(halved(counts), counts);
+        expectAnnexK2(counts, halved(counts));
+    }
+    const std::vector<uint32_t> most = {1, 500000000, 499999998}; // 1e9 with the reserved one
+    expectAnnexK2(most, most);
 }
 
 TEST(FittedTables, CostNoMoreThanTheEntropyAllows) {
