@@ -45,49 +45,6 @@ TEST(Calls, OutOfOrder) {
     EXPECT_TRUE(host.faultless());
 }
 
-std::vector<std::pair<uint32_t, uint32_t>> allocationsFor(const Format& format, int width,
-                                                          int height, uint32_t mode) {
-    Host host;
-    const TestPicture picture(format, width, height, Content::flat, 1);
-    EXPECT_EQ(host.encode(params(format, 75, 0, 1, mode), picture).status, ENC_STATUS_OK);
-    EXPECT_TRUE(host.faultless());
-    return host.requests;
-}
-
-TEST(Memory, IsAskedForAsPromised) {
-    const auto requests = [](const Format& format, int width, int height) {
-        const auto all = allocationsFor(format, width, height, ENC_MODE_BASELINE);
-        EXPECT_EQ(all.size(), 2u); // the state and the working memory, whatever the size
-        EXPECT_EQ(all[0].second, sizeof(void*));
-        EXPECT_EQ(all[1].second, 8u);
-        return all[1].first;
-    };
-    const Format grey = kFormats[12];
-    const Format packed420 = kFormats[2];
-    const Format planar422 = kFormats[10];
-    EXPECT_EQ(requests(grey, 16, 8), 128u + 31 + 6835);
-    EXPECT_EQ(requests(grey, 17, 8), 128u + 31 + 95 + 6835);
-    EXPECT_EQ(requests(packed420, 17, 8), 799u + 799 + 6835);
-    EXPECT_EQ(requests(packed420, 480, 320), 799u + 6835);
-    EXPECT_EQ(requests(planar422, 33, 8), 4u * 128 + 31 + 31 + 6835);
-}
-
-TEST(Memory, OfProgressiveScans) {
-    const auto grey = allocationsFor(kFormats[12], 40, 16, ENC_MODE_PROGRESSIVE); // 10 blocks
-    ASSERT_EQ(grey.size(), 1u + 4 + 1);
-    const uint32_t greyBytes[] = {20 + 768, 80 + 768, 1 + 768, 80 + 768};
-    const auto colour = allocationsFor(kFormats[2], 40, 16, ENC_MODE_PROGRESSIVE); // 18 blocks
-    ASSERT_EQ(colour.size(), 1u + 8 + 1);
-    const uint32_t colourBytes[] = {36 + 768, 36 + 768, 2 + 768, 2 + 768,
-                                    2 + 768,  72 + 768, 4 + 768, 4 + 768};
-    for (size_t i = 0; i < 4; i++)
-        EXPECT_EQ(grey[1 + i], std::pair(greyBytes[i], 32u)) << i;
-    for (size_t i = 0; i < 8; i++)
-        EXPECT_EQ(colour[1 + i], std::pair(colourBytes[i], 32u)) << i;
-    EXPECT_EQ(grey[5].first, 128u + 31 + 1359 * 3 + 5436 + 1087 * 4);
-    EXPECT_EQ(colour[9].first, 799u + 799 + 1359 * 7 + 5436 + 1087 * 8 + 2 * 256 + 287);
-}
-
 /// Runs with the n-th call of one callback failing, for every n until none fails.
 template <class Expect>
 void failEvery(uint32_t mode, uint32_t bufferMode, int Faults::*fault, int Host::*calls,
@@ -131,6 +88,63 @@ TEST(FailingCallbacks, EveryFlush) {
     for (const uint32_t mode : kModes)
         failEvery(mode, ENC_BUFFER_INTEGRATED, &Faults::flush, &Host::flushes,
                   [](const Format&, int) { return ENC_STATUS_OUTPUT_FULL; });
+}
+
+TEST(FailingCallbacks, EveryWriterOfTheHeader) {
+    // Fault: a segment's status dropped, so that the header goes on without it.
+    for (const uint32_t mode : kModes) {
+        for (const Format& format : {kFormats[2], kFormats[12]}) {
+            const TestPicture picture(format, 16, 16, Content::flat, 1);
+            EncoderParams_JPEG settings = params(format, 75, 1, ENC_BUFFER_INTEGRATED, mode);
+            settings.flushContext = 1;
+            const Picture_JPEG record = picture.record();
+            const auto header = [&](int32_t bytes, std::vector<uint8_t>& written) {
+                Host host;
+                host.flushBehaviour = Flush::takesNothing;
+                CallbackTable_JPEG callbacks = host.callbacks();
+                callbacks.flush = [](uint8_t*, uint32_t, int32_t, uint32_t) { return 0; };
+                std::vector<uint8_t> output(static_cast<size_t>(bytes));
+                Bitstream_JPEG stream{output.data(), bytes, nullptr, 0};
+                EncoderState_JPEG* state = nullptr;
+                const int32_t status =
+                    EncoderInitAlloc_JPEG(&settings, &record, &stream, &callbacks, &state);
+                EncoderFree_JPEG(&state);
+                written.assign(stream.start, stream.cursor);
+                return status;
+            };
+            std::vector<uint8_t> whole, part;
+            ASSERT_EQ(header(2000, whole), ENC_STATUS_OK);
+            const auto length = static_cast<int32_t>(whole.size());
+            ASSERT_EQ(header(length, part), ENC_STATUS_OK);
+            for (int32_t bytes = 1; bytes < length; bytes++) {
+                ASSERT_EQ(header(bytes, part), ENC_STATUS_OUTPUT_FULL) << bytes;
+                ASSERT_TRUE(std::equal(part.begin(), part.end(), whole.begin())) << bytes;
+            }
+        }
+    }
+}
+
+TEST(FailingCallbacks, EveryFlushWhereverTheBufferEnds) {
+    // Fault: the status of a restart marker, table, scan header or EOI dropped that a full buffer refuses.
+    const TestPicture picture(kFormats[11], 32, 16, Content::extremes, 7);
+    for (const uint32_t mode : kModes) {
+        const EncoderParams_JPEG settings =
+            params(picture.format(), 100, 1, ENC_BUFFER_INTEGRATED, mode);
+        const int32_t least = mode == ENC_MODE_BASELINE ? 768 : 300;
+        for (int32_t bytes = least; bytes < least + 500; bytes++) {
+            for (int n = 1;; n++) {
+                Host host;
+                host.outputBytes = bytes;
+                host.faults.flush = n;
+                const int32_t status = host.encode(settings, picture).status;
+                if (host.flushes < n) {
+                    ASSERT_EQ(status, ENC_STATUS_OK) << bytes;
+                    break;
+                }
+                ASSERT_EQ(status, ENC_STATUS_OUTPUT_FULL) << bytes << " bytes, flush " << n;
+            }
+        }
+    }
 }
 
 TEST(FailingCallbacks, EveryRead) {

@@ -264,6 +264,32 @@ TEST(Encode, WithoutAFlushContextTheBufferIsOverwritten) {
     }
 }
 
+TEST(Encode, LargestSizes) {
+    // Fault: a size, remainder or count of MCUs that needs more bits than it has.
+    const std::pair<int, int> sizes[] = {{65535, 1}, {1, 65535}, {65535, 9}, {20, 65535}};
+    for (const auto& [width, height] : sizes) {
+        for (const Format& format : {kFormats[2], kFormats[11], kFormats[12]}) {
+            for (const uint32_t mode : kModes) {
+                const TestPicture picture(format, width, height, Content::smooth, 1);
+                const EncoderParams_JPEG p = params(format, 75, 65535, ENC_BUFFER_INTEGRATED, mode);
+                const std::vector<uint8_t> jpeg = encodeWhole(p, picture);
+                ASSERT_NO_FATAL_FAILURE(expectDecodes(jpeg, p, picture));
+                ASSERT_TRUE(sameBytes(jpeg, encodeSlice(p, picture))) << describe(picture);
+            }
+        }
+    }
+}
+
+TEST(Encode, RunsOfBlocksBeyondTheLongest) {
+    // Fault: an EOB run of more than 32767 blocks, for which there is no code. 183 x 182 blocks of nothing.
+    const TestPicture picture(kFormats[12], 8 * 183, 8 * 182, Content::flat, 1);
+    for (const uint32_t restart : {0u, 32767u, 32768u}) {
+        const EncoderParams_JPEG p =
+            params(picture.format(), 75, restart, ENC_BUFFER_INTEGRATED, ENC_MODE_PROGRESSIVE);
+        expectDecodes(encodeWhole(p, picture), p, picture);
+    }
+}
+
 TEST(Encode, SourceCallbacksPerMcuRow) {
     // Fault: reads and seeks other than those promised.
     const auto counts = [](const Format& format, bool bottomUp) {

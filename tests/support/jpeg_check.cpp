@@ -1,5 +1,7 @@
 #include "support/jpeg_check.h"
 
+#include <algorithm>
+
 #include <gtest/gtest.h>
 
 #include "support/strict_decoder.h"
@@ -11,6 +13,9 @@ void expectReads(const std::vector<uint8_t>& jpeg, const std::string& what,
     const DecodedJpeg decoded = decodeStrictly(jpeg);
     ASSERT_EQ(decoded.error, "") << what;
 #ifdef VELA_TEST_LIBJPEG
+    constexpr int kLibjpegMost = 65500; // it refuses larger ones
+    if (std::max(decoded.width, decoded.height) > kLibjpegMost)
+        return check(decoded);
     const DecodedJpeg byLibjpeg = readCoefficients(jpeg);
     ASSERT_EQ(byLibjpeg.error, "") << what;
     ASSERT_TRUE(decoded == byLibjpeg) << what << ": the decoders do not agree";

@@ -110,21 +110,4 @@ TEST(CodeConstruction, StaysInsideItsTablesOnAnyCounts) {
     }
 }
 
-TEST(HuffmanStates, SizesAndResets) {
-    int32_t size = 0;
-    veliEncodeHuffmanSpecGetBufSize_JPEGENC_8u(&size);
-    EXPECT_EQ(size, 1024);
-    veliEncodeHuffmanStateGetBufSize_JPEGENC_8u(&size);
-    EXPECT_EQ(size, 1328);
-    veliDecodeHuffmanSpecGetBufSize_JPEGENC_8u(&size);
-    EXPECT_EQ(size, 1644);
-    veliDecodeHuffmanStateGetBufSize_JPEG_8u(&size);
-    EXPECT_EQ(size, 12);
-    uint32_t words[5] = {9, 9, 9, 9, 9};
-    veliDecodeHuffmanStateInit_JPEG_8u(words);
-    EXPECT_EQ(std::vector<uint32_t>(words, words + 5), (std::vector<uint32_t>{0, 0, 0, 9, 9}));
-    veliEncodeHuffmanStateInit_JPEGENC_8u(words);
-    EXPECT_EQ(std::vector<uint32_t>(words, words + 5), (std::vector<uint32_t>{0, 0, 0, 0, 9}));
-}
-
 } // namespace
