@@ -1,62 +1,34 @@
-// Input of whole MCUs on NEON. Rounding is that of the plain versions
-// (pixel/packed_input.cpp, pixel/planar_input.cpp), and so are the results.
+// Conversion of packed pixels on NEON. Rounding is that of the plain version (packed_plain.cpp), and so
+// are the results.
+#pragma once
+
 #include <arm_neon.h>
 
 #include <cstddef>
 
-#include "pixel/color_weights.h"
-#include "state/kernels.h"
+#include "cpu/isa.h"
+#include "pixel/input/color_weights.h"
+#include "pixel/input/planar_neon.h"
 
+namespace vela::VELA_ISA {
 namespace {
-
-// ----------------------------------------------------------- planar, semi-planar and grey pictures
-
-/// Stores eight samples, level-shifted.
-inline void storeShifted(int16_t* dst, uint8x8_t samples) {
-    vst1q_s16(dst, vreinterpretq_s16_u16(vsubl_u8(samples, vdup_n_u8(128))));
-}
-
-inline void convertBlock(const uint8_t* src, ptrdiff_t step, int16_t* dst) {
-    for (int32_t y = 0; y < 8; y++, src += step)
-        storeShifted(dst + 8 * y, vld1_u8(src));
-}
-
-/// Luminance blocks of an MCU 16 pixels wide and 8 or 16 high.
-inline void convertWideLuma(const uint8_t* src, ptrdiff_t step, int32_t height, int16_t* dst) {
-    for (; height > 0; height -= 8, dst += 128) {
-        for (int32_t y = 0; y < 8; y++, src += step) {
-            const uint8x16_t samples = vld1q_u8(src);
-            storeShifted(dst + 8 * y, vget_low_u8(samples));
-            storeShifted(dst + 8 * y + 64, vget_high_u8(samples));
-        }
-    }
-}
-
-#include "pixel/planar_input_lanes.inl"
-
-/// first and second: the components of the first and second bytes of the chroma pairs.
-template <int32_t first, int32_t second>
-void convertSemiPlanar(const uint8_t* const src[3], const int32_t step[3], int16_t* const dst[3]) {
-    convertWideLuma(src[0], step[0], 16, dst[0]);
-    const uint8_t* row = src[1];
-    for (int32_t y = 0; y < 8; y++, row += step[1]) {
-        const uint8x8x2_t pairs = vld2_u8(row);
-        storeShifted(dst[first] + 8 * y, pairs.val[0]);
-        storeShifted(dst[second] + 8 * y, pairs.val[1]);
-    }
-}
-
-// ---------------------------------------------------------------------------------- packed pictures
 
 // The pixel layouts: 8 or 16 pixels of a row, as blue, green and red. The bytes of a 16-bit pixel come
 // apart on loading: the lower one is gggbbbbb; the upper one rrrrrggg in 5-6-5, 0rrrrrgg in 5-5-5.
 
+/// Bytes B0 G0 R0 B1 G1 R1 .. come as B0 B1 .., G0 G1 .., R0 R1 ...
 struct Bgr888 {
     static uint8x8x3_t readEight(const uint8_t* pixels) { return vld3_u8(pixels); }
     static uint8x16x3_t readSixteen(const uint8_t* pixels) { return vld3q_u8(pixels); }
 };
 
-/// Fields of the 16-bit layouts, widened to 8 bits by zeros below.
+/// Fields of the 16-bit layouts, widened to 8 bits by zeros below. Green comes from both bytes:
+///
+///                             5-6-5       5-5-5
+///     lower byte              gggbbbbb    gggbbbbb
+///     shifted to the right    000gggbb    00gggbbb
+///     upper byte put above    ggggggbb    gggggbbb
+///     masked                  gggggg00    ggggg000
 template <int32_t greenBits>
 struct Bgr16 {
     static constexpr uint8_t greenMask = static_cast<uint8_t>(0xFF << (8 - greenBits));
@@ -81,9 +53,9 @@ struct Bgr16 {
 
 /// Stores the luminance of eight pixels.
 inline void storeLuma(int16_t* dst, uint8x8_t b, uint8x8_t g, uint8x8_t r) {
-    uint16x8_t sum = vmull_u8(r, vdup_n_u8(vela::kLumaWeights.r));
-    sum = vmlal_u8(sum, g, vdup_n_u8(vela::kLumaWeights.g));
-    sum = vmlal_u8(sum, b, vdup_n_u8(vela::kLumaWeights.b)); // at most 65280
+    uint16x8_t sum = vmull_u8(r, vdup_n_u8(kLumaWeights.r));
+    sum = vmlal_u8(sum, g, vdup_n_u8(kLumaWeights.g));
+    sum = vmlal_u8(sum, b, vdup_n_u8(kLumaWeights.b)); // at most 65280
     storeShifted(dst, vshrn_n_u16(sum, 8));
 }
 
@@ -108,8 +80,8 @@ int16x8_t weighPair(int16x8_t x, int16x8_t y, int16x4_t factors) {
 /// 128 r - 107 g - 21 b = 107 (r - g) + 21 (r - b).
 template <int32_t shift>
 void storeChroma(int16_t* cb, int16_t* cr, uint16x8_t b, uint16x8_t g, uint16x8_t r) {
-    static constexpr int16_t kFactors[4] = {-vela::kCbWeights.g, vela::kCbWeights.r,
-                                            -vela::kCrWeights.g, -vela::kCrWeights.b};
+    static constexpr int16_t kFactors[4] = {-kCbWeights.g, kCbWeights.r, -kCrWeights.g,
+                                            -kCrWeights.b};
     const int16x4_t factors = vld1_s16(kFactors);
     const int16x8_t redBlue = vreinterpretq_s16_u16(vsubq_u16(r, b));
     const int16x8_t blueGreen = vreinterpretq_s16_u16(vsubq_u16(b, g));
@@ -128,13 +100,13 @@ void convert444(const void* src, int32_t step, int16_t* const dst[3]) {
         const uint8x8_t b = p.val[0], g = p.val[1], r = p.val[2];
         storeLuma(dst[0] + 8 * y, b, g, r);
         uint16x8_t cb =
-            vmull_u8(b, vdup_n_u8(vela::kCbWeights.b)); // of one pixel: sums of 16 bits, signed
-        cb = vmlsl_u8(cb, r, vdup_n_u8(-vela::kCbWeights.r));
-        cb = vmlsl_u8(cb, g, vdup_n_u8(-vela::kCbWeights.g));
+            vmull_u8(b, vdup_n_u8(kCbWeights.b)); // of one pixel: sums of 16 bits, signed
+        cb = vmlsl_u8(cb, r, vdup_n_u8(-kCbWeights.r));
+        cb = vmlsl_u8(cb, g, vdup_n_u8(-kCbWeights.g));
         vst1q_s16(dst[1] + 8 * y, vshrq_n_s16(vreinterpretq_s16_u16(cb), 8));
-        uint16x8_t cr = vmull_u8(r, vdup_n_u8(vela::kCrWeights.r));
-        cr = vmlsl_u8(cr, g, vdup_n_u8(-vela::kCrWeights.g));
-        cr = vmlsl_u8(cr, b, vdup_n_u8(-vela::kCrWeights.b));
+        uint16x8_t cr = vmull_u8(r, vdup_n_u8(kCrWeights.r));
+        cr = vmlsl_u8(cr, g, vdup_n_u8(-kCrWeights.g));
+        cr = vmlsl_u8(cr, b, vdup_n_u8(-kCrWeights.b));
         vst1q_s16(dst[2] + 8 * y, vshrq_n_s16(vreinterpretq_s16_u16(cr), 8));
     }
 }
@@ -175,46 +147,4 @@ using Bgr555 = Bgr16<5>;
 using Bgr565 = Bgr16<6>;
 
 } // namespace
-
-namespace vela::neon {
-
-constexpr InputRoutines kInput = {
-    .grey = convertGrey,
-    .packed = {{convert444<Bgr888>, convert422<Bgr888>, convert420<Bgr888>},
-               {convert444<Bgr555>, convert422<Bgr555>, convert420<Bgr555>},
-               {convert444<Bgr565>, convert422<Bgr565>, convert420<Bgr565>}},
-    .planar = {convertPlanar444, convertPlanarHalved<8>, convertPlanarHalved<16>},
-    .semiPlanar = {convertSemiPlanar<1, 2>, convertSemiPlanar<2, 1>},
-};
-
-} // namespace vela::neon
-
-void velaYCbCr444ToYCbCr444LS_MCU_8u16s_P3R_JPEG_NEON(const uint8_t* const pSrc[3],
-                                                      const int32_t srcStep[3],
-                                                      int16_t* const pDst[3]) {
-    vela::neon::kInput.planar[0](pSrc, srcStep, pDst);
-}
-
-void velaYCbCr422ToYCbCr422LS_MCU_8u16s_P3R_JPEG_NEON(const uint8_t* const pSrc[3],
-                                                      const int32_t srcStep[3],
-                                                      int16_t* const pDst[3]) {
-    vela::neon::kInput.planar[1](pSrc, srcStep, pDst);
-}
-
-void velaYCbCr411ToYCbCr411LS_MCU_8u16s_P3R_JPEG_NEON(const uint8_t* const pSrc[3],
-                                                      const int32_t srcStep[3],
-                                                      int16_t* const pDst[3]) {
-    vela::neon::kInput.planar[2](pSrc, srcStep, pDst);
-}
-
-void velaNV12ToYCbCr411LS_MCU_8u16s_P3R_JPEG_NEON(const uint8_t* const pSrc[3],
-                                                  const int32_t srcStep[3],
-                                                  int16_t* const pDst[3]) {
-    vela::neon::kInput.semiPlanar[0](pSrc, srcStep, pDst);
-}
-
-void velaNV21ToYCbCr411LS_MCU_8u16s_P3R_JPEG_NEON(const uint8_t* const pSrc[3],
-                                                  const int32_t srcStep[3],
-                                                  int16_t* const pDst[3]) {
-    vela::neon::kInput.semiPlanar[1](pSrc, srcStep, pDst);
-}
+} // namespace vela::VELA_ISA

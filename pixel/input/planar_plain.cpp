@@ -58,37 +58,3 @@ void velaNV21ToYCbCr411LS_MCU_8u16s_P3R_JPEG(const uint8_t* const pSrc[3], const
                                              int16_t* const pDst[3]) {
     vela::convertSemiPlanar(pSrc, srcStep, pDst[0], pDst[2], pDst[1]);
 }
-
-#ifndef VELA_NEON_KERNELS // else pixel/input_neon.cpp has the vector versions
-
-void velaYCbCr444ToYCbCr444LS_MCU_8u16s_P3R_JPEG_NEON(const uint8_t* const pSrc[3],
-                                                      const int32_t srcStep[3],
-                                                      int16_t* const pDst[3]) {
-    velaYCbCr444ToYCbCr444LS_MCU_8u16s_P3R_JPEG(pSrc, srcStep, pDst);
-}
-
-void velaYCbCr422ToYCbCr422LS_MCU_8u16s_P3R_JPEG_NEON(const uint8_t* const pSrc[3],
-                                                      const int32_t srcStep[3],
-                                                      int16_t* const pDst[3]) {
-    velaYCbCr422ToYCbCr422LS_MCU_8u16s_P3R_JPEG(pSrc, srcStep, pDst);
-}
-
-void velaYCbCr411ToYCbCr411LS_MCU_8u16s_P3R_JPEG_NEON(const uint8_t* const pSrc[3],
-                                                      const int32_t srcStep[3],
-                                                      int16_t* const pDst[3]) {
-    velaYCbCr411ToYCbCr411LS_MCU_8u16s_P3R_JPEG(pSrc, srcStep, pDst);
-}
-
-void velaNV12ToYCbCr411LS_MCU_8u16s_P3R_JPEG_NEON(const uint8_t* const pSrc[3],
-                                                  const int32_t srcStep[3],
-                                                  int16_t* const pDst[3]) {
-    velaNV12ToYCbCr411LS_MCU_8u16s_P3R_JPEG(pSrc, srcStep, pDst);
-}
-
-void velaNV21ToYCbCr411LS_MCU_8u16s_P3R_JPEG_NEON(const uint8_t* const pSrc[3],
-                                                  const int32_t srcStep[3],
-                                                  int16_t* const pDst[3]) {
-    velaNV21ToYCbCr411LS_MCU_8u16s_P3R_JPEG(pSrc, srcStep, pDst);
-}
-
-#endif

@@ -2,7 +2,7 @@
 #include <cstring>
 
 #include "pixel/blocks.h"
-#include "pixel/color_weights.h"
+#include "pixel/input/color_weights.h"
 
 namespace vela {
 namespace {

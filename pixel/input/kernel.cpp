@@ -1,0 +1,32 @@
+// Input of whole MCUs by each instruction set.
+#include "pixel/input/planar.h"
+#include "state/kernels.h"
+
+#if defined __ARM_NEON
+#include "pixel/input/packed_neon.h"
+#else
+#include "pixel/input/packed_x86.h"
+#endif
+#ifdef __AVX512VBMI__
+#include "pixel/input/packed_avx512vbmi.h"
+#endif
+
+namespace vela::VELA_ISA {
+
+constexpr InputRoutines kInput = {
+    .grey = convertGrey,
+    .packed =
+        {
+#ifdef __AVX512VBMI__
+            {convertBgr444, convertBgrHalved<1>, convertBgrHalved<2>},
+#else
+            {convert444<Bgr888>, convert422<Bgr888>, convert420<Bgr888>},
+#endif
+            {convert444<Bgr555>, convert422<Bgr555>, convert420<Bgr555>},
+            {convert444<Bgr565>, convert422<Bgr565>, convert420<Bgr565>},
+        },
+    .planar = {convertPlanar444, convertPlanarHalved<8>, convertPlanarHalved<16>},
+    .semiPlanar = {convertSemiPlanar<1, 2>, convertSemiPlanar<2, 1>},
+};
+
+} // namespace vela::VELA_ISA
