@@ -168,7 +168,7 @@ Options settle(Arguments& arguments) {
     return options;
 }
 
-std::string versionText() {
+std::string libraryVersion() {
     char text[sizeof ENC_VERSION_TEXT];
     return GetLibVersion_JPEGENC(text, sizeof text) == ENC_STATUS_OK ? text : "unknown";
 }
@@ -186,7 +186,8 @@ std::optional<Options> parseOptions(int argc, char** argv) {
     CLI::App app("Encodes a picture as JPEG.", "velajpeg");
     app.set_help_flag("-h,--help", "Print this help");
     app.set_version_flag(
-        "--version", [] { return "velajpeg, library " + versionText(); }, "Print the version");
+        "--version", [] { return "velajpeg " VELA_VERSION_TEXT ", library " + libraryVersion(); },
+        "Print the version");
     app.footer(kFooter);
     addInput(app, arguments);
     addEncoding(app, arguments);

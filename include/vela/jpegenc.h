@@ -36,6 +36,8 @@
 
 #include <stdint.h>
 
+#include "vela/version.h"
+
 #if defined(__GNUC__)
 #define VELA_API __attribute__((visibility("default")))
 #else

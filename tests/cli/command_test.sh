@@ -221,7 +221,7 @@ exec 9>&-
 "$tool" --demo -o out/x.jpg 2>err
 check grep -qE "^out/x\.jpg: 640x480, .*baseline 4:2:0, $(stat -c %s out/x.jpg) bytes, [0-9.]+ bits per pixel, [0-9.]+ ms$" err
 check test "$(wc -l <err) $(encode --demo -o out/x.jpg 2>&1)" = "1 "
-check grep -qx '.*jpegenc_.*_REV[0-9]*_.*' <("$tool" --version)
+check grep -qxE 'velajpeg [0-9]+\.[0-9]+\.[0-9]+, library jpegenc_.*_REV[0-9]+_.*' <("$tool" --version)
 check grep -q -- --subsampling <("$tool" --help)
 echo "$passed passed, $failed failed"
 ((failed == 0))
