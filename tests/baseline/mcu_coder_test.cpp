@@ -1,4 +1,5 @@
 // The baseline MCU coder: the room it makes, restart intervals.
+#include <algorithm>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -27,19 +28,24 @@ struct CodedMcu {
     int32_t status;
     std::vector<uint8_t> bytes; // the partial one included
     uint32_t bitCount;
+    vela::RestartCounter counter;
+    int predictors = 0; // those that are not 0
 
-    CodedMcu(size_t size, bool takes) {
+    CodedMcu(size_t size, bool takes, uint32_t restartInterval = 0) {
         EncoderState_JPEG state{};
         state.routines = &vela::kPlainRoutines;
         state.flush = flush;
         state.flushContext = 1;
+        state.restartInterval = restartInterval;
+        state.restartCounter.mcusToGo = restartInterval;
+        state.restartCounter.rstIndex = 7;
         int16_t samples[6][64];
         state.blockSpec.blockCount = 6;
         for (int b = 0; b < 6; b++) {
             for (int k = 0; k < 64; k++)
                 samples[b][k] = static_cast<int16_t>((k * k + b) % 7 == 0 ? -5 : 1023 - b * k);
             state.blockSpec.blockSamples[b] = samples[b];
-            state.blockSpec.blockPredictor[b] = &state.dcPredictor[0];
+            state.blockSpec.blockPredictor[b] = &state.dcPredictor[b < 4 ? 0 : b - 3];
             state.blockSpec.blockDcTable[b] = &vela::ACLunmaTable; // codes for sizes 1..10
             state.blockSpec.blockAcTable[b] = &vela::ACLunmaTable;
         }
@@ -51,6 +57,8 @@ struct CodedMcu {
         bytes = flushed;
         bytes.insert(bytes.end(), stream.start, stream.cursor + (stream.bitCount != 0 ? 1 : 0));
         bitCount = stream.bitCount;
+        counter = state.restartCounter;
+        predictors = 3 - static_cast<int>(std::count(state.dcPredictor, state.dcPredictor + 3, 0));
         EXPECT_TRUE(memory.intact());
     }
 };
@@ -73,6 +81,28 @@ TEST(McuCoder, MakesExactlyTheRoomItNeeds) {
             EXPECT_TRUE(test::sameBytes(roomy.bytes, coded.bytes)) << size;
             EXPECT_EQ(coded.bitCount, roomy.bitCount) << size;
         }
+    }
+}
+
+TEST(McuCoder, EndsItsRestartInterval) {
+    // Fault: the marker's status dropped; its number, the countdown or a predictor not advanced or reset.
+    const CodedMcu open(4096, false, 2);
+    EXPECT_EQ(open.status, ENC_STATUS_OK);
+    EXPECT_EQ(open.counter.mcusToGo, 1u);
+    EXPECT_EQ(open.predictors, 3);
+    const CodedMcu closed(4096, false, 1);
+    EXPECT_EQ(closed.status, ENC_STATUS_OK);
+    EXPECT_EQ(closed.counter.mcusToGo, 1u);
+    EXPECT_EQ(closed.counter.rstIndex, 0u);
+    EXPECT_EQ(closed.predictors, 0);
+    ASSERT_EQ(closed.bytes.size(), open.bytes.size() + 2);
+    EXPECT_EQ(closed.bytes[closed.bytes.size() - 2], 0xFF);
+    EXPECT_EQ(closed.bytes.back(), 0xD7);
+    for (size_t less = 0; less <= 2; less++) { // the MCU fits, its marker does not
+        const size_t size = closed.bytes.size() - less;
+        EXPECT_EQ(CodedMcu(size, false, 1).status,
+                  less == 0 ? ENC_STATUS_OK : ENC_STATUS_OUTPUT_FULL);
+        EXPECT_TRUE(test::sameBytes(closed.bytes, CodedMcu(size, true, 1).bytes));
     }
 }
 

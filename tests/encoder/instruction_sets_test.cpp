@@ -99,6 +99,18 @@ TEST_P(InstructionSets, LookTheSameFromOutside) {
     EXPECT_GT(completed, 300);
 }
 
+TEST_P(InstructionSets, AskForRoomInTheSamePlaces) {
+    // Fault: an MCU of a batch begun with fewer than 768 bytes free, or a batch not begun that fits.
+    for (const Format& format : {kFormats[12], kFormats[0], kFormats[2]}) {
+        Case given(TestPicture(format, 160, 16, Content::extremes, 5), params(format, 100, 13),
+                   768);
+        for (; given.outputBytes < 1500; given.outputBytes += 3) {
+            expectSame(given, GetParam());
+            ASSERT_FALSE(HasFailure()) << format.name << " into " << given.outputBytes << " bytes";
+        }
+    }
+}
+
 TEST_P(InstructionSets, FailInTheSameWay) {
     // Fault: a failing flush that one instruction set survives or reports later.
     for (const Format& format : {kFormats[2], kFormats[10], kFormats[12]}) {

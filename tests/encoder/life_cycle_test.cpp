@@ -90,6 +90,13 @@ TEST(FailingCallbacks, EveryFlush) {
                   [](const Format&, int) { return ENC_STATUS_OUTPUT_FULL; });
 }
 
+TEST(FailingCallbacks, EveryReadThatLeavesANullPointer) {
+    // Fault: rows read at a null pointer.
+    for (const uint32_t mode : kModes)
+        failEvery(mode, ENC_BUFFER_SLICE, &Faults::nullRead, &Host::reads,
+                  [](const Format&, int) { return ENC_STATUS_ERR; });
+}
+
 TEST(FailingCallbacks, EveryWriterOfTheHeader) {
     // Fault: a segment's status dropped, so that the header goes on without it.
     for (const uint32_t mode : kModes) {
@@ -126,12 +133,14 @@ TEST(FailingCallbacks, EveryWriterOfTheHeader) {
 
 TEST(FailingCallbacks, EveryFlushWhereverTheBufferEnds) {
     // Fault: the status of a restart marker, table, scan header or EOI dropped that a full buffer refuses.
-    const TestPicture picture(kFormats[11], 32, 16, Content::extremes, 7);
+    const TestPicture large(kFormats[11], 32, 16, Content::extremes, 7);
+    const TestPicture small(kFormats[11], 32, 16, Content::smooth, 7); // no long correction records
     for (const uint32_t mode : kModes) {
+        const TestPicture& picture = mode == ENC_MODE_BASELINE ? large : small;
         const EncoderParams_JPEG settings =
             params(picture.format(), 100, 1, ENC_BUFFER_INTEGRATED, mode);
-        const int32_t least = mode == ENC_MODE_BASELINE ? 768 : 300;
-        for (int32_t bytes = least; bytes < least + 500; bytes++) {
+        const int32_t least = mode == ENC_MODE_BASELINE ? 768 : 140;
+        for (int32_t bytes = least; bytes < least + 300; bytes++) {
             for (int n = 1;; n++) {
                 Host host;
                 host.outputBytes = bytes;

@@ -136,6 +136,18 @@ TEST(PackedRecords, CorrectionBitsAreWrittenWhileTheNextBlocksFit) {
     std::copy_n(Bytes{0x40, 0x00, 0xFD, 0x03, 0xF0}.begin(), 5, expected.begin());
     EXPECT_EQ(scan.take(), expected);
     EXPECT_EQ(scan.coder.correctionCount, 0);
+
+    // 961 leave just that room.
+    for (int i = 0; i < 15; i++)
+        scan.packRefine(block);
+    TestBlock sixteen{}, one{{1, 3}};
+    for (int k = 1; k <= 16; k++)
+        sixteen.samples[_ntIZigZagIndex[k]] = 3;
+    scan.packRefine(sixteen.samples);
+    EXPECT_EQ(scan.take(), Bytes{});
+    EXPECT_EQ(scan.coder.correctionCount, 961);
+    scan.packRefine(one.samples);
+    EXPECT_EQ(scan.take().size(), 2u + 3 + 121);
 }
 
 TEST(PackedRecords, StayWithinTheirBoundsBehindWhateverIsPending) {

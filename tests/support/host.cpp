@@ -209,6 +209,9 @@ int32_t Host::read(void** pDst, uint32_t elementSize, uint32_t count, uint32_t h
     uint8_t* const from = host.source_.data() + host.position_;
     const int plane = (host.reads - 1) % host.planes_;
     const int band = (host.reads - 1) / host.planes_;
+    // The plane's buffer; with a single plane what the last read has left there
+    host.fail(*pDst !=
+              (host.planes_ == 1 && host.reads > 1 ? host.slot_ : host.planeBuffer_[plane]));
     if (host.readBehaviour == Read::points ||
         (host.readBehaviour == Read::byTurns && band % 2 == 0)) {
         *pDst = from;
@@ -217,6 +220,9 @@ int32_t Host::read(void** pDst, uint32_t elementSize, uint32_t count, uint32_t h
             *pDst = host.planeBuffer_[plane];
         std::copy_n(from, std::min<int64_t>(count, left), static_cast<uint8_t*>(*pDst));
     }
+    if (host.reads == host.faults.nullRead)
+        *pDst = nullptr;
+    host.slot_ = *pDst;
     host.position_ += count;
     return static_cast<int32_t>(count);
 }

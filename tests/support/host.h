@@ -25,7 +25,8 @@ struct Faults { // the n-th call (from 1) fails; 0: never
     int allocate = 0;
     int grow = 0;
     int flush = 0;
-    int read = 0;
+    int read = 0;     // delivers a byte too few
+    int nullRead = 0; // leaves a null pointer
 };
 
 /// One call that the encoder made of its host. Blocks of memory are numbered in the order in which
@@ -129,6 +130,7 @@ private:
     std::mt19937 random_;
     const uint8_t* outputStart_ = nullptr;
     uint8_t* planeBuffer_[3] = {}; // in slice mode
+    void* slot_ = nullptr;         // what the last read has left in *pDst
     int planes_ = 0;
     bool fault_ = false;
 };

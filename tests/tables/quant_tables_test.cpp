@@ -1,9 +1,12 @@
 // The quantization tables.
+#include <cmath>
 #include <cstring>
+#include <numbers>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "support/host.h"
 #include "tables/default_tables.h"
 #include "vela/primitives.h"
 
@@ -32,6 +35,33 @@ TEST(QuantTables, AreScaledAndClamped) {
     EXPECT_EQ(firstRow(90), (std::vector<int>{3, 2, 2, 3, 5, 8, 10, 12}));
     EXPECT_EQ(firstRow(100), std::vector<int>(8, 1));
     EXPECT_EQ(firstRow(0), std::vector<int>(8, 255));
+}
+
+TEST(QuantTables, EveryConstant) {
+    // Fault: one of the constants off by one. They are near the textbook's, and rounded in a way of their
+    // own, which the checksums hold.
+    const auto a = [](int k) { // the scale that the transform leaves in frequency k
+        return k == 0 ? 1 : std::numbers::sqrt2 * std::cos(k * std::numbers::pi / 16);
+    };
+    std::vector<uint8_t> forwardBytes, inverseBytes;
+    for (int quantizer = 1; quantizer < 256; quantizer++) {
+        uint8_t q[64];
+        uint16_t forward[64];
+        uint32_t inverse[64];
+        std::memset(q, quantizer, sizeof q);
+        veliDCTQuantFwdTableInit_JPEGENC_8u16u(q, forward);
+        veliDCTQuantInvTableInit_JPEGENC_8u16u(q, inverse);
+        for (int i = 0; i < 64; i++) {
+            EXPECT_NEAR(inverse[i] / 131072.0, quantizer / (a(i / 8) * a(i % 8)), 2e-4 * quantizer)
+                << i;
+            for (int shift = 0; shift < 32; shift += 8) {
+                forwardBytes.push_back(static_cast<uint8_t>(uint32_t{forward[i]} >> shift));
+                inverseBytes.push_back(static_cast<uint8_t>(inverse[i] >> shift));
+            }
+        }
+    }
+    EXPECT_EQ(test::checksum(forwardBytes), 0xDB0F8389C78AE82E);
+    EXPECT_EQ(test::checksum(inverseBytes), 0x83793F3191C7E4C9);
 }
 
 TEST(QuantTables, ReciprocalsAreTransposedAndRounded) {
