@@ -17,6 +17,7 @@ namespace {
 
 using bench::KernelInputs;
 using bench::Layout;
+using vela::InputRoutines;
 using vela::RoutineTable;
 
 using Body = std::function<void(benchmark::State&)>;
@@ -164,15 +165,17 @@ void addRoutines(const RoutineTable& routines) {
     constexpr const char* kPacked[3] = {"bgr888", "bgr555", "bgr565"};
     constexpr const char* kPlanar[3] = {"yuv444p", "yuv422p", "yuv420p"};
     constexpr const char* kSemiPlanar[2] = {"nv12", "nv21"};
-    addSinglePlane("convert gray8", routines, routines.input->grey, kMcuSizes[0], 1);
+    const InputRoutines& input = *routines.input;
+    const vela::SinglePlaneInput* const packed[3] = {&input.bgr888, &input.bgr555, &input.bgr565};
+    addSinglePlane("convert gray8", routines, input.grey[0], kMcuSizes[0], 1);
     for (size_t f = 0; f < 3; f++)
         for (size_t s = 0; s < 3; s++)
             addSinglePlane(std::string("convert ") + kPacked[f] + kSubsamplings[s], routines,
-                           routines.input->packed[f][s], kMcuSizes[s], f == 0 ? 3 : 2);
+                           (*packed[f])[s], kMcuSizes[s], f == 0 ? 3 : 2);
     for (size_t s = 0; s < 3; s++)
-        addPlanes(kPlanar[s], routines, routines.input->planar[s], kMcuSizes[s]);
-    for (size_t i = 0; i < 2; i++)
-        addPlanes(kSemiPlanar[i], routines, routines.input->semiPlanar[i], kMcuSizes[2]);
+        addPlanes(kPlanar[s], routines, input.planar[s], kMcuSizes[s]);
+    addPlanes(kSemiPlanar[0], routines, input.nv12[2], kMcuSizes[2]);
+    addPlanes(kSemiPlanar[1], routines, input.nv21[2], kMcuSizes[2]);
 }
 
 } // namespace

@@ -13,7 +13,41 @@ constexpr int32_t kSamplePrecision = 8;
 constexpr int32_t kDensityNoUnits = 0; // JFIF: xDensity and yDensity give an aspect ratio only
 constexpr int32_t kDensity = 72;
 
+/// Where the parameters name another subsampling than the format requires, with the format's own.
+SourceLayout describeSource(const Picture_JPEG& picture, const ImageSpec& image) {
+    const ColorFormat& format = *colorFormatOf(image.colorFormat);
+    const Subsampling& subsampling =
+        *subsamplingOf(format.takes(image.subsampling) ? image.subsampling : format.subsampling);
+    const int64_t step = picture.step[0];
+    const int64_t lumaBytes = step < 0 ? -step : step;
+    const int32_t mcuHeight = 8 * subsampling.v;
+
+    SourceLayout source{};
+    source.planes = format.planes();
+    source.wholeBands = picture.height / mcuHeight;
+    int64_t start = 0;
+    for (int32_t p = 0; p < source.planes; p++) {
+        const bool chroma = p > 0;
+        source.vertical[p] = chroma ? subsampling.v : 1;
+        source.bandRows[p] = mcuHeight / source.vertical[p];
+        source.rowBytes[p] = chroma ? lumaBytes * format.sampleBytes[p] / subsampling.h : lumaBytes;
+        source.planeStart[p] = start;
+        start += source.bandBytes(p, picture.height);
+    }
+    return source;
+}
+
 } // namespace
+
+Status describePicture(PictureDescription* description, const EncoderParams_JPEG& params,
+                       const Picture_JPEG& picture) {
+    Status status = velaInitImageSpec_JPEG(&description->image, &params, &picture);
+    if (status == ENC_STATUS_OK)
+        status = velaInitMCUSpec_JPEG(&description->mcu, &description->image);
+    if (status == ENC_STATUS_OK)
+        description->source = describeSource(picture, description->image);
+    return status;
+}
 
 Status velaInitEncoderState_JPEG(EncoderState_JPEG* state, const EncoderParams_JPEG* params,
                                  const CallbackTable_JPEG* callbacks) {
@@ -41,19 +75,18 @@ Status velaInitEncoderState_JPEG(EncoderState_JPEG* state, const EncoderParams_J
 
 Status velaInitImageSpec_JPEG(ImageSpec* imageSpec, const EncoderParams_JPEG* params,
                               const Picture_JPEG* picture) {
-    const ColorFormat format = colorFormatOf(picture->colorFormat);
-    if (format.layout == PlaneLayout::unknown)
+    const ColorFormat* const format = colorFormatOf(picture->colorFormat);
+    if (format == nullptr)
         return ENC_STATUS_NOTSUPPORTED;
-
+    const bool singlePlane = format->layout == PlaneLayout::singlePlane;
+    const bool implied = format->subsamplingRule == SubsamplingRule::implied;
     imageSpec->width = picture->width;
     imageSpec->height = picture->height;
     imageSpec->precision = kSamplePrecision;
-    imageSpec->bitsPerPixel = 8 * format.bytesPerPixel;
+    imageSpec->bitsPerPixel = singlePlane ? 8 * format->sampleBytes[0] : 0;
     imageSpec->componentCount = picture->componentCount;
     imageSpec->colorFormat = picture->colorFormat;
-    imageSpec->subsampling = picture->colorFormat == JPEG_CF_GRAY8
-                                 ? static_cast<uint32_t>(ENC_SUBSAMPLE_444)
-                                 : params->subsampling;
+    imageSpec->subsampling = implied ? format->subsampling : params->subsampling;
     imageSpec->densityUnits = kDensityNoUnits;
     imageSpec->xDensity = kDensity;
     imageSpec->yDensity = kDensity;
@@ -61,13 +94,13 @@ Status velaInitImageSpec_JPEG(ImageSpec* imageSpec, const EncoderParams_JPEG* pa
 }
 
 Status velaInitCompSpec_JPEG(ComponentSpec* componentSpecs, const ImageSpec* imageSpec) {
-    const ColorFormat format = colorFormatOf(imageSpec->colorFormat);
-    const LumaFactors luma = lumaFactorsOf(imageSpec->subsampling);
-    if (format.layout == PlaneLayout::unknown || luma.h == 0)
+    const ColorFormat* const format = colorFormatOf(imageSpec->colorFormat);
+    const Subsampling* const luma = subsamplingOf(imageSpec->subsampling);
+    if (format == nullptr || luma == nullptr)
         return ENC_STATUS_NOTSUPPORTED;
 
-    velaInitComponentSpec_JPEG(0, luma.h, luma.v, 0, 0, 0, componentSpecs);
-    for (int32_t index = 1; index < format.componentCount; index++)
+    velaInitComponentSpec_JPEG(0, luma->h, luma->v, 0, 0, 0, componentSpecs);
+    for (int32_t index = 1; index < format->componentCount; index++)
         velaInitComponentSpec_JPEG(index, 1, 1, 1, 1, 1, componentSpecs);
     return ENC_STATUS_OK;
 }
@@ -86,16 +119,16 @@ void velaInitComponentSpec_JPEG(int32_t index, int32_t hFactor, int32_t vFactor,
 }
 
 Status velaInitMCUSpec_JPEG(MCUSpec* mcuSpec, const ImageSpec* imageSpec) {
-    const ColorFormat format = colorFormatOf(imageSpec->colorFormat);
-    const LumaFactors luma = lumaFactorsOf(imageSpec->subsampling);
-    if (format.layout == PlaneLayout::unknown || luma.h == 0)
+    const ColorFormat* const format = colorFormatOf(imageSpec->colorFormat);
+    const Subsampling* const subsampling = subsamplingOf(imageSpec->subsampling);
+    if (format == nullptr || subsampling == nullptr)
         return ENC_STATUS_NOTSUPPORTED;
-
-    const int32_t lumaBlocks = luma.h * luma.v;
-    mcuSpec->mcuWidth = 8 * luma.h;
-    mcuSpec->mcuHeight = 8 * luma.v;
-    mcuSpec->blocksPerMcu = lumaBlocks + format.componentCount - 1;
-    mcuSpec->mcuRowBytes = mcuSpec->mcuWidth * format.bytesPerPixel;
+    const bool singlePlane = format->layout == PlaneLayout::singlePlane;
+    const int32_t lumaBlocks = subsampling->h * subsampling->v;
+    mcuSpec->mcuWidth = 8 * subsampling->h;
+    mcuSpec->mcuHeight = 8 * subsampling->v;
+    mcuSpec->blocksPerMcu = lumaBlocks + format->componentCount - 1;
+    mcuSpec->mcuRowBytes = singlePlane ? mcuSpec->mcuWidth * format->sampleBytes[0] : 0;
 
     mcuSpec->mcusAcross = imageSpec->width / mcuSpec->mcuWidth;
     mcuSpec->widthRemainder = imageSpec->width % mcuSpec->mcuWidth;

@@ -6,6 +6,17 @@
 
 namespace vela {
 
+/// What is described before anything is allocated, and moves to the state after the checks.
+struct PictureDescription {
+    ImageSpec image;
+    MCUSpec mcu;
+    SourceLayout source;
+};
+
+/// Of a picture whose sizes T.81 can carry. ENC_STATUS_NOTSUPPORTED for an unknown format or subsampling.
+[[nodiscard]] Status describePicture(PictureDescription* description,
+                                     const EncoderParams_JPEG& params, const Picture_JPEG& picture);
+
 /// Callbacks, handles and settings; the table pointers into the state. Always ENC_STATUS_OK.
 [[nodiscard]] Status velaInitEncoderState_JPEG(EncoderState_JPEG* state,
                                                const EncoderParams_JPEG* params,

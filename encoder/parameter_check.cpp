@@ -1,9 +1,7 @@
 #include "encoder/parameter_check.h"
 
-#include <cstdlib>
+#include <limits>
 
-#include "encoder/frame_setup.h"
-#include "pixel/row_sources.h"
 #include "state/color_format.h"
 
 namespace vela {
@@ -16,7 +14,7 @@ constexpr int32_t kMaxSize = 0xFFFF;             // SOF has 16 bits for width an
 Status checkParams(const EncoderParams_JPEG& params) {
     if (params.quality > kMaxQuality || params.restartInterval > kMaxRestartInterval)
         return ENC_STATUS_BADARG;
-    if (lumaFactorsOf(params.subsampling).h == 0)
+    if (subsamplingOf(params.subsampling) == nullptr)
         return ENC_STATUS_NOTSUPPORTED;
     if (params.mode != ENC_MODE_BASELINE && params.mode != ENC_MODE_PROGRESSIVE)
         return ENC_STATUS_NOTSUPPORTED;
@@ -35,8 +33,8 @@ bool hasPlanes(const Picture_JPEG& picture, int32_t count) {
     return true;
 }
 
-bool planesFit(const Picture_JPEG& picture) {
-    if (picture.colorFormat == JPEG_CF_NV12 || picture.colorFormat == JPEG_CF_NV21)
+bool planesFit(const Picture_JPEG& picture, const ColorFormat* format) {
+    if (format != nullptr && format->layout == PlaneLayout::semiPlanar)
         return picture.planeCount >= 2 && hasPlanes(picture, 2);
     if (picture.planeCount == 1)
         return picture.plane[0] != nullptr && picture.step[0] != 0;
@@ -50,11 +48,10 @@ Status checkPictureRecord(const Picture_JPEG& picture) {
         return ENC_STATUS_NOTSUPPORTED;
     if (picture.componentCount != 1 && picture.componentCount != 3)
         return ENC_STATUS_NOTSUPPORTED;
-    if (!planesFit(picture))
+    const ColorFormat* const format = colorFormatOf(picture.colorFormat);
+    if (!planesFit(picture, format))
         return ENC_STATUS_BADARG;
-    if (colorFormatOf(picture.colorFormat).layout == PlaneLayout::unknown)
-        return ENC_STATUS_NOTSUPPORTED;
-    return ENC_STATUS_OK;
+    return format == nullptr ? ENC_STATUS_NOTSUPPORTED : ENC_STATUS_OK;
 }
 
 Status checkCallbacks(const EncoderParams_JPEG& params, const CallbackTable_JPEG& callbacks) {
@@ -68,6 +65,25 @@ Status checkCallbacks(const EncoderParams_JPEG& params, const CallbackTable_JPEG
     return ENC_STATUS_OK;
 }
 
+bool fits32(int64_t value) {
+    return value >= std::numeric_limits<int32_t>::min() &&
+           value <= std::numeric_limits<int32_t>::max();
+}
+
+/// Whether every seek and every read of a walk fits a signed 32-bit count.
+bool seeksFit(const SourceLayout& source, int32_t height, bool bottomUp) {
+    const int32_t last = source.planes - 1;
+    const int32_t largestBand = source.wholeBands > 0 ? source.bandRows[0] : height;
+    if (!fits32(source.bandBytes(0, largestBand)))
+        return false;
+    if (source.planes == 1)
+        return !bottomUp || fits32(source.bandBytes(0, height));
+    // Down from plane to plane and back up: the jumps get shorter from one MCU row to the next, and
+    // the one back up, from the last plane, is the longest.
+    return source.wholeBands == 0 || fits32(source.bandStart(0, 1) - source.bandStart(last, 0) -
+                                            source.bandBytes(last, source.bandRows[0]));
+}
+
 /// Chroma samples along an axis, as far as they are read: half of the size rounded down, or up
 /// where a last MCU has but one luminance sample.
 int32_t chromaSize(int32_t size, int32_t factor) {
@@ -78,37 +94,20 @@ int32_t chromaSize(int32_t size, int32_t factor) {
 
 /// The rows in the source hold their samples, the chroma steps are the source's row lengths, and no
 /// seek or read leaves 32 bits.
-bool sourceFits(const EncoderParams_JPEG& params, const Picture_JPEG& picture) {
-    const ColorFormat format = colorFormatOf(picture.colorFormat);
-    ImageSpec image{};
-    image.width = picture.width;
-    image.height = picture.height;
-    image.colorFormat = picture.colorFormat;
-    image.subsampling = format.ownSubsampling ? format.subsampling : params.subsampling;
-    const LumaFactors factors = lumaFactorsOf(image.subsampling);
-    MCUSpec mcu{};
-    if (velaInitMCUSpec_JPEG(&mcu, &image) != ENC_STATUS_OK)
+bool sourceFits(const Picture_JPEG& picture, const ColorFormat& format,
+                const SourceLayout& source) {
+    if (source.rowBytes[0] < int64_t{picture.width} * format.sampleBytes[0])
         return false;
-
-    const SourceLayout source(image, mcu, picture.step[0]);
-    const int64_t lumaSamples = int64_t{picture.width};
-    const int64_t lumaBytes = format.layout == PlaneLayout::singlePlane
-                                  ? lumaSamples * format.bytesPerPixel
-                                  : lumaSamples;
-    if (source.rowBytes[0] < lumaBytes)
-        return false;
-
-    const bool halfRows = format.layout == PlaneLayout::planar && factors.h == 2;
-    if (halfRows && picture.step[0] % 2 != 0)
-        return false;
-    const int32_t bytesPerChroma = format.layout == PlaneLayout::semiPlanar ? 2 : 1;
+    // Chroma planes are those of a format with a subsampling of its own.
+    const int32_t h = source.planes > 1 ? subsamplingOf(format.subsampling)->h : 1;
     for (int32_t p = 1; p < source.planes; p++) {
-        if (picture.step[p] != source.rowBytes[p])
+        if (source.rowBytes[0] * format.sampleBytes[p] % h != 0 ||
+            picture.step[p] != source.rowBytes[p])
             return false;
-        if (source.rowBytes[p] < int64_t{chromaSize(picture.width, factors.h)} * bytesPerChroma)
+        if (source.rowBytes[p] < int64_t{chromaSize(picture.width, h)} * format.sampleBytes[p])
             return false;
     }
-    return source.fitsSeek(image, mcu, picture.step[0] < 0);
+    return seeksFit(source, picture.height, picture.step[0] < 0);
 }
 
 } // namespace
@@ -126,15 +125,19 @@ Status velaParameterCheck_JPEG(const EncoderParams_JPEG* params, const Picture_J
     return checkCallbacks(*params, *callbacks);
 }
 
-Status checkPicture(const EncoderParams_JPEG& params, const Picture_JPEG& picture) {
-    const ColorFormat format = colorFormatOf(picture.colorFormat);
-    if (picture.width > kMaxSize || picture.height > kMaxSize)
-        return ENC_STATUS_BADARG;
+Status checkSize(const Picture_JPEG& picture) {
+    return picture.width > kMaxSize || picture.height > kMaxSize ? ENC_STATUS_BADARG
+                                                                 : ENC_STATUS_OK;
+}
+
+Status checkPicture(const EncoderParams_JPEG& params, const Picture_JPEG& picture,
+                    const SourceLayout& source) {
+    const ColorFormat& format = *colorFormatOf(picture.colorFormat);
     if (format.layout == PlaneLayout::planar && picture.planeCount != 3)
         return ENC_STATUS_BADARG;
     if (picture.componentCount != format.componentCount)
         return ENC_STATUS_BADARG;
-    if (params.bufferMode == ENC_BUFFER_SLICE && !sourceFits(params, picture))
+    if (params.bufferMode == ENC_BUFFER_SLICE && !sourceFits(picture, format, source))
         return ENC_STATUS_BADARG;
     return ENC_STATUS_OK;
 }

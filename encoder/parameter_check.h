@@ -1,6 +1,7 @@
-// The checks at the interface; behind them the library asserts.
+// The checks at the interface; after them the library asserts.
 #pragma once
 
+#include "state/source_layout.h"
 #include "state/status.h"
 
 namespace vela {
@@ -12,8 +13,12 @@ namespace vela {
                                              const Bitstream_JPEG* stream,
                                              const CallbackTable_JPEG* callbacks);
 
-/// The picture's fields against each other, for records that passed: sizes that T.81 can carry,
-/// plane and component counts of the format and, in slice mode, a source that can be pulled.
-[[nodiscard]] Status checkPicture(const EncoderParams_JPEG& params, const Picture_JPEG& picture);
+/// ENC_STATUS_BADARG for a width or height that T.81 cannot carry.
+[[nodiscard]] Status checkSize(const Picture_JPEG& picture);
+
+/// The picture's fields against each other, for records that passed: plane and component counts of the
+/// format and, in slice mode, a source that can be pulled.
+[[nodiscard]] Status checkPicture(const EncoderParams_JPEG& params, const Picture_JPEG& picture,
+                                  const SourceLayout& source);
 
 } // namespace vela

@@ -28,19 +28,36 @@ VELA_INSTRUCTION_SETS(VELA_DECLARE_ROUTINES)
 namespace {
 
 constexpr InputRoutines kPlainInput = {
-    .grey = _veliLevelShiftSub128_8x8_8u16s_C1,
-    .packed = {{veliBGRToYCbCr444LS_MCU_8u16s_C3P3R, veliBGRToYCbCr422LS_MCU_8u16s_C3P3R,
-                veliBGRToYCbCr411LS_MCU_8u16s_C3P3R},
-               {veliBGR555ToYCbCr444LS_MCU_16u16s_C3P3R, veliBGR555ToYCbCr422LS_MCU_16u16s_C3P3R,
-                veliBGR555ToYCbCr411LS_MCU_16u16s_C3P3R},
-               {veliBGR565ToYCbCr444LS_MCU_16u16s_C3P3R, veliBGR565ToYCbCr422LS_MCU_16u16s_C3P3R,
-                veliBGR565ToYCbCr411LS_MCU_16u16s_C3P3R}},
+    .grey = {_veliLevelShiftSub128_8x8_8u16s_C1},
+    .bgr888 = {veliBGRToYCbCr444LS_MCU_8u16s_C3P3R, veliBGRToYCbCr422LS_MCU_8u16s_C3P3R,
+               veliBGRToYCbCr411LS_MCU_8u16s_C3P3R},
+    .bgr555 = {veliBGR555ToYCbCr444LS_MCU_16u16s_C3P3R, veliBGR555ToYCbCr422LS_MCU_16u16s_C3P3R,
+               veliBGR555ToYCbCr411LS_MCU_16u16s_C3P3R},
+    .bgr565 = {veliBGR565ToYCbCr444LS_MCU_16u16s_C3P3R, veliBGR565ToYCbCr422LS_MCU_16u16s_C3P3R,
+               veliBGR565ToYCbCr411LS_MCU_16u16s_C3P3R},
     .planar = {velaYCbCr444ToYCbCr444LS_MCU_8u16s_P3R_JPEG,
                velaYCbCr422ToYCbCr422LS_MCU_8u16s_P3R_JPEG,
                velaYCbCr411ToYCbCr411LS_MCU_8u16s_P3R_JPEG},
-    .semiPlanar = {velaNV12ToYCbCr411LS_MCU_8u16s_P3R_JPEG,
-                   velaNV21ToYCbCr411LS_MCU_8u16s_P3R_JPEG},
+    .nv12 = {nullptr, nullptr, velaNV12ToYCbCr411LS_MCU_8u16s_P3R_JPEG},
+    .nv21 = {nullptr, nullptr, velaNV21ToYCbCr411LS_MCU_8u16s_P3R_JPEG},
 };
+
+/// Whether every format has a routine for every subsampling that it can be encoded with.
+consteval bool servesEveryFormat(const InputRoutines& input) {
+    for (const ColorFormat& format : kColorFormats) {
+        for (int32_t s = 0; s < kSubsamplingCount; s++) {
+            if (!format.takes(kSubsamplings[s].code))
+                continue;
+            const bool serves = format.layout == PlaneLayout::singlePlane
+                                    ? (input.*format.convertMcu)[s] != nullptr
+                                    : (input.*format.convertMcuPlanar)[s] != nullptr;
+            if (!serves)
+                return false;
+        }
+    }
+    return true;
+}
+static_assert(servesEveryFormat(kPlainInput), "a format's input has no plain routine");
 
 } // namespace
 
@@ -56,52 +73,11 @@ constexpr RoutineTable plain::kRoutines = {
 
 namespace {
 
-// Partial MCUs are few; their routines are the same for every instruction set.
-
-constexpr VelaConvertMcuExpand* kPlanarExpand[3] = {
-    velaYCbCr444ToYCbCr444ExpandLS_MCU_8u16s_P3R_JPEG,
-    velaYCbCr422ToYCbCr422ExpandLS_MCU_8u16s_P3R_JPEG,
-    velaYCbCr411ToYCbCr411ExpandLS_MCU_8u16s_P3R_JPEG,
-};
-
-/// 0 for 4:4:4, 1 for 4:2:2, 2 for 4:2:0; -1 for anything else.
-int32_t subsamplingIndex(uint32_t subsampling) {
-    const LumaFactors factors = lumaFactorsOf(subsampling);
-    return factors.h + factors.v - 2 < 0 ? -1 : factors.h + factors.v - 2;
-}
-
-void choosePlanar(ProcSpec* procSpec, uint32_t colorFormat, int32_t index,
-                  const RoutineTable& routines) {
-    switch (colorFormat) {
-    case JPEG_CF_NV12:
-        procSpec->convertMcuPlanar = routines.input->semiPlanar[0];
-        procSpec->convertMcuExpand = velaNV12ToYCbCr411ExpandLS_MCU_8u16s_P3R_JPEG;
-        break;
-    case JPEG_CF_NV21:
-        procSpec->convertMcuPlanar = routines.input->semiPlanar[1];
-        procSpec->convertMcuExpand = velaNV21ToYCbCr411ExpandLS_MCU_8u16s_P3R_JPEG;
-        break;
-    default:
-        procSpec->convertMcuPlanar = routines.input->planar[index];
-        procSpec->convertMcuExpand = kPlanarExpand[index];
-    }
-}
-
-void chooseSinglePlane(ProcSpec* procSpec, uint32_t colorFormat, int32_t index,
-                       const RoutineTable& routines) {
-    switch (colorFormat) {
-    case JPEG_CF_GRAY8:
-        procSpec->copyExpand = veliCopyExpand_8u_C1;
-        procSpec->convertMcu = routines.input->grey;
-        break;
-    case JPEG_CF_BGR888:
-        procSpec->copyExpand = veliCopyExpand_8u_C3;
-        procSpec->convertMcu = routines.input->packed[colorFormat][index];
-        break;
-    default:
-        procSpec->copyExpand = veliCopyExpand_16u_C1;
-        procSpec->convertMcu = routines.input->packed[colorFormat][index];
-    }
+/// A slot's routine for a subsampling: the instruction set's, or where it has none the plain one.
+template <class Slot>
+auto routineOf(Slot InputRoutines::*slot, int32_t subsampling, const RoutineTable& routines) {
+    const auto own = (routines.input->*slot)[subsampling];
+    return own != nullptr ? own : (kPlainInput.*slot)[subsampling];
 }
 
 } // namespace
@@ -126,18 +102,22 @@ const RoutineTable& routinesOfThisMachine() {
 
 Status velaInitProcSpec_JPEG(ProcSpec* procSpec, const ImageSpec* imageSpec,
                              const RoutineTable* routines) {
-    const ColorFormat format = colorFormatOf(imageSpec->colorFormat);
-    const int32_t index = subsamplingIndex(imageSpec->subsampling);
-    if (format.layout == PlaneLayout::unknown || index < 0)
+    const ColorFormat* const format = colorFormatOf(imageSpec->colorFormat);
+    const Subsampling* const subsampling = subsamplingOf(imageSpec->subsampling);
+    if (format == nullptr || subsampling == nullptr)
         return ENC_STATUS_NOTSUPPORTED;
-    if (format.ownSubsampling && imageSpec->subsampling != format.subsampling)
+    if (!format->takes(subsampling->code))
         return ENC_STATUS_ERR;
 
     *procSpec = {};
-    if (format.layout == PlaneLayout::singlePlane)
-        chooseSinglePlane(procSpec, imageSpec->colorFormat, index, *routines);
-    else
-        choosePlanar(procSpec, imageSpec->colorFormat, index, *routines);
+    const auto index = static_cast<int32_t>(subsampling - kSubsamplings);
+    if (format->layout == PlaneLayout::singlePlane) {
+        procSpec->copyExpand = format->copyExpand;
+        procSpec->convertMcu = routineOf(format->convertMcu, index, *routines);
+    } else {
+        procSpec->convertMcuExpand = format->convertMcuExpand;
+        procSpec->convertMcuPlanar = routineOf(format->convertMcuPlanar, index, *routines);
+    }
     return ENC_STATUS_OK;
 }
 

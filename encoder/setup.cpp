@@ -23,19 +23,18 @@ EncoderState_JPEG* allocateState(const CallbackTable_JPEG& callbacks,
     return *outState == nullptr ? nullptr : new (*outState) EncoderState_JPEG{};
 }
 
-Status describePicture(EncoderState_JPEG* state, const EncoderParams_JPEG* params,
-                       const Picture_JPEG* picture, const CallbackTable_JPEG* callbacks,
-                       const RoutineTable& routines) {
+Status describeFrame(EncoderState_JPEG* state, const EncoderParams_JPEG* params,
+                     const PictureDescription& description, const CallbackTable_JPEG* callbacks,
+                     const RoutineTable& routines) {
+    state->imageSpec = description.image;
+    state->mcuSpec = description.mcu;
+    state->sourceLayout = description.source;
     state->routines = &routines;
     Status status = velaInitEncoderState_JPEG(state, params, callbacks);
-    if (status == ENC_STATUS_OK)
-        status = velaInitImageSpec_JPEG(&state->imageSpec, params, picture);
     if (status == ENC_STATUS_OK)
         status = velaInitProcSpec_JPEG(&state->procSpec, &state->imageSpec, state->routines);
     if (status == ENC_STATUS_OK)
         status = velaInitCompSpec_JPEG(state->componentSpec, &state->imageSpec);
-    if (status == ENC_STATUS_OK)
-        status = velaInitMCUSpec_JPEG(&state->mcuSpec, &state->imageSpec);
     if (status == ENC_STATUS_OK)
         status = velaInitCounter_JPEG(&state->restartCounter, state);
     if (status == ENC_STATUS_OK)
@@ -74,7 +73,12 @@ Status initEncoder(const EncoderParams_JPEG* params, const Picture_JPEG* picture
     *outState = nullptr;
     Status status = velaParameterCheck_JPEG(params, picture, stream, callbacks);
     if (status == ENC_STATUS_OK)
-        status = checkPicture(*params, *picture);
+        status = checkSize(*picture);
+    PictureDescription description;
+    if (status == ENC_STATUS_OK)
+        status = describePicture(&description, *params, *picture);
+    if (status == ENC_STATUS_OK)
+        status = checkPicture(*params, *picture, description.source);
     if (status != ENC_STATUS_OK)
         return status;
 
@@ -84,7 +88,7 @@ Status initEncoder(const EncoderParams_JPEG* params, const Picture_JPEG* picture
     if (state == nullptr)
         return ENC_STATUS_NOMEM;
 
-    status = describePicture(state, params, picture, callbacks, routines);
+    status = describeFrame(state, params, description, callbacks, routines);
     if (status == ENC_STATUS_OK)
         status = prepareMemory(state, picture);
     if (status == ENC_STATUS_OK)

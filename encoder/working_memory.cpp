@@ -122,7 +122,9 @@ Status velaInitBufSpec_JPEG(BufSpec* bufSpec, const Picture_JPEG* picture, const
     }
 
     *bufSpec = {};
-    const int32_t planes = colorFormatOf(imageSpec->colorFormat).planes == 1 ? 1 : 3;
+    const bool singlePlane =
+        colorFormatOf(imageSpec->colorFormat)->layout == PlaneLayout::singlePlane;
+    const int32_t planes = singlePlane ? 1 : 3;
     for (int32_t p = 0; p < planes; p++) {
         bufSpec->planeBase[p] = picture->plane[p];
         bufSpec->planeCursor[p] = picture->plane[p];

@@ -5,15 +5,10 @@
 namespace vela {
 
 McuAdvance mcuAdvance(const EncoderState_JPEG& state) {
+    const ColorFormat& format = *colorFormatOf(state.imageSpec.colorFormat);
     const int32_t mcuWidth = state.mcuSpec.mcuWidth;
-    switch (colorFormatOf(state.imageSpec.colorFormat).layout) {
-    case PlaneLayout::planar:
-        return {{mcuWidth, 8, 8}};
-    case PlaneLayout::semiPlanar:
-        return {{mcuWidth, 16, 0}};
-    default:
-        return {{state.mcuSpec.mcuRowBytes, 0, 0}};
-    }
+    return {
+        {mcuWidth * format.sampleBytes[0], 8 * format.sampleBytes[1], 8 * format.sampleBytes[2]}};
 }
 
 void convertPartialMcu(const EncoderState_JPEG& state, const PlanePointers& corner,

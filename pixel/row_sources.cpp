@@ -1,64 +1,26 @@
 #include "pixel/row_sources.h"
 
 #include <cstddef>
-#include <limits>
-
-#include "state/color_format.h"
 
 namespace vela {
 namespace {
 
 constexpr uint32_t kSeekFromHere = 1;
 
-bool fits32(int64_t value) {
-    return value >= std::numeric_limits<int32_t>::min() &&
-           value <= std::numeric_limits<int32_t>::max();
-}
-
 } // namespace
 
 Status IntegratedRows::bring(int32_t mcuRow, int32_t, PlanePointers& top) {
-    const int32_t bandRows[3] = {state_.mcuSpec.mcuHeight, 8, 8};
+    const BufSpec& picture = state_.bufSpec;
+    const SourceLayout& layout = state_.sourceLayout;
     top = {};
-    for (int32_t p = 0; p < colorFormatOf(state_.imageSpec.colorFormat).planes; p++)
-        top.plane[p] = state_.bufSpec.planeCursor[p] +
-                       ptrdiff_t{mcuRow} * bandRows[p] * state_.bufSpec.planeStep[p];
+    for (int32_t p = 0; p < layout.planes; p++)
+        top.plane[p] =
+            picture.planeCursor[p] + ptrdiff_t{mcuRow} * layout.bandRows[p] * picture.planeStep[p];
     return ENC_STATUS_OK;
 }
 
-SourceLayout::SourceLayout(const ImageSpec& image, const MCUSpec& mcu, int32_t step0) {
-    const ColorFormat format = colorFormatOf(image.colorFormat);
-    const LumaFactors factors = lumaFactorsOf(image.subsampling);
-    const int64_t lumaBytes = step0 < 0 ? -int64_t{step0} : step0;
-
-    planes = format.planes;
-    int64_t start = 0;
-    for (int32_t p = 0; p < planes; p++) {
-        const bool halfRows = p > 0 && format.layout == PlaneLayout::planar && factors.h == 2;
-        rowBytes[p] = halfRows ? lumaBytes / 2 : lumaBytes;
-        vertical[p] = p > 0 ? factors.v : 1;
-        bandRows[p] = mcu.mcuHeight / vertical[p];
-        planeStart[p] = start;
-        start += bandBytes(p, image.height);
-    }
-}
-
-bool SourceLayout::fitsSeek(const ImageSpec& image, const MCUSpec& mcu, bool bottomUp) const {
-    const int32_t last = planes - 1;
-    const int32_t largestBand = mcu.mcuRows > 0 ? mcu.mcuHeight : image.height;
-    if (!fits32(bandBytes(0, largestBand)))
-        return false;
-    if (planes == 1)
-        return !bottomUp || fits32(bandBytes(0, image.height));
-    // Down from plane to plane and back up: the jumps get shorter from one MCU row to the next, and
-    // the one back up, from the last plane, is the longest.
-    return mcu.mcuRows == 0 ||
-           fits32(bandStart(0, 1) - bandStart(last, 0) - bandBytes(last, mcu.mcuHeight));
-}
-
 SliceRows::SliceRows(const EncoderState_JPEG& state)
-    : state_(state), layout_(state.imageSpec, state.mcuSpec, state.bufSpec.planeStep[0]),
-      bottomUp_(state.bufSpec.planeStep[0] < 0) {
+    : state_(state), layout_(state.sourceLayout), bottomUp_(state.bufSpec.planeStep[0] < 0) {
     for (int32_t p = 0; p < 3; p++)
         slot_[p] = const_cast<uint8_t*>(state.bufSpec.planeCursor[p]);
 }

@@ -13,16 +13,17 @@ namespace {
 
 Status packCoefficients(EncoderState_JPEG* st) {
     const bool slice = st->bufferMode == ENC_BUFFER_SLICE;
-    switch (colorFormatOf(st->imageSpec.colorFormat).layout) {
+    switch (colorFormatOf(st->imageSpec.colorFormat)->layout) {
     case PlaneLayout::planar:
         return slice ? velaInitEncodeCoeffYUV_JPEG(st)
                      : velaInitEncodeCoeffYUV_IntegrateBuf_JPEG(st);
     case PlaneLayout::semiPlanar:
         return slice ? velaInitEncodeCoeffNV_JPEG(st) : velaInitEncodeCoeffNV_IntegrateBuf_JPEG(st);
-    default:
+    case PlaneLayout::singlePlane:
         return slice ? velaInitEncodeCoeffRGB_JPEG(st)
                      : velaInitEncodeCoeffRGB_IntegrateBuf_JPEG(st);
     }
+    return ENC_STATUS_ERR;
 }
 
 /// The scan that has just been set up: its tables, SOS and data.

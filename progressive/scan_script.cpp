@@ -30,10 +30,12 @@ Status velaInitScanParam_P_JPEG(EncoderState_JPEG* st) {
     const uint32_t index = st->restartCounter.scanIndex++;
     veliEncodeHuffmanStateInit_JPEGENC_8u(reinterpret_cast<uint32_t*>(st->scanWorkArea));
 
-    const ColorFormat format = colorFormatOf(st->imageSpec.colorFormat);
-    const bool grey = format.componentCount == 1;
+    const ColorFormat* const format = colorFormatOf(st->imageSpec.colorFormat);
+    if (format == nullptr)
+        return ENC_STATUS_ERR;
+    const bool grey = format->componentCount == 1;
     const uint32_t scans = grey ? 4 : 8;
-    if (format.layout == PlaneLayout::unknown || index >= scans)
+    if (index >= scans)
         return ENC_STATUS_ERR;
 
     const int32_t* const row = grey ? nScanPar_Gray_JPEG[index] : nScanPar_Color_JPEG[index];

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "state/routines.h"
+#include "state/source_layout.h"
 #include "vela/primitives.h"
 
 namespace vela {
@@ -219,5 +220,6 @@ struct EncoderState_JPEG {
     int32_t scanBufferCount; // 4 for grey, 8 for colour, 0 in baseline mode
 
     const vela::RoutineTable* routines; // of the instruction set that set-up chose
+    vela::SourceLayout sourceLayout;
     vela::Stage stage;
 };

@@ -36,12 +36,22 @@ using PackAc = void(const int16_t* block, const AcScan& first, const AcScan& ref
 
 inline constexpr int32_t kPackerSlack = 64; // kernels may store a whole register
 
-/// Input of whole MCUs.
+inline constexpr int32_t kSubsamplingCount = 3; // kSubsamplings, state/color_format.h
+
+/// One pixel layout's input of whole MCUs, by subsampling: 4:4:4, 4:2:2, 4:2:0.
+using SinglePlaneInput = VelaConvertMcu* [kSubsamplingCount];
+using PlanesInput = VelaConvertMcuPlanar* [kSubsamplingCount];
+
+/// The slots that the formats' rows point at (state/color_format.h). Null: in a table of vector kernels,
+/// that the plain routine serves; in the plain table, that there is no such input.
 struct InputRoutines {
-    VelaConvertMcu* grey;
-    VelaConvertMcu* packed[3 /* BGR888, BGR555, BGR565 */][3 /* 4:4:4, 4:2:2, 4:2:0 */];
-    VelaConvertMcuPlanar* planar[3 /* 4:4:4, 4:2:2, 4:2:0 */];
-    VelaConvertMcuPlanar* semiPlanar[2 /* NV12, NV21 */];
+    SinglePlaneInput grey = {};
+    SinglePlaneInput bgr888 = {};
+    SinglePlaneInput bgr555 = {};
+    SinglePlaneInput bgr565 = {};
+    PlanesInput planar = {};
+    PlanesInput nv12 = {};
+    PlanesInput nv21 = {};
 };
 
 // Wide registers take more blocks at once than an MCU has.

@@ -14,19 +14,17 @@
 namespace vela::VELA_ISA {
 
 constexpr InputRoutines kInput = {
-    .grey = convertGrey,
-    .packed =
-        {
+    .grey = {convertGrey},
 #ifdef __AVX512VBMI__
-            {convertBgr444, convertBgrHalved<1>, convertBgrHalved<2>},
+    .bgr888 = {convertBgr444, convertBgrHalved<1>, convertBgrHalved<2>},
 #else
-            {convert444<Bgr888>, convert422<Bgr888>, convert420<Bgr888>},
+    .bgr888 = {convert444<Bgr888>, convert422<Bgr888>, convert420<Bgr888>},
 #endif
-            {convert444<Bgr555>, convert422<Bgr555>, convert420<Bgr555>},
-            {convert444<Bgr565>, convert422<Bgr565>, convert420<Bgr565>},
-        },
+    .bgr555 = {convert444<Bgr555>, convert422<Bgr555>, convert420<Bgr555>},
+    .bgr565 = {convert444<Bgr565>, convert422<Bgr565>, convert420<Bgr565>},
     .planar = {convertPlanar444, convertPlanarHalved<8>, convertPlanarHalved<16>},
-    .semiPlanar = {convertSemiPlanar<1, 2>, convertSemiPlanar<2, 1>},
+    .nv12 = {nullptr, nullptr, convertSemiPlanar<1, 2>},
+    .nv21 = {nullptr, nullptr, convertSemiPlanar<2, 1>},
 };
 
 } // namespace vela::VELA_ISA

@@ -34,11 +34,11 @@ void velaYCbCr411ToYCbCr411LS_MCU_8u16s_P3R_JPEG_NEON(const uint8_t* const pSrc[
 void velaNV12ToYCbCr411LS_MCU_8u16s_P3R_JPEG_NEON(const uint8_t* const pSrc[3],
                                                   const int32_t srcStep[3],
                                                   int16_t* const pDst[3]) {
-    VELA_NEON_OR(semiPlanar[0], velaNV12ToYCbCr411LS_MCU_8u16s_P3R_JPEG)(pSrc, srcStep, pDst);
+    VELA_NEON_OR(nv12[2], velaNV12ToYCbCr411LS_MCU_8u16s_P3R_JPEG)(pSrc, srcStep, pDst);
 }
 
 void velaNV21ToYCbCr411LS_MCU_8u16s_P3R_JPEG_NEON(const uint8_t* const pSrc[3],
                                                   const int32_t srcStep[3],
                                                   int16_t* const pDst[3]) {
-    VELA_NEON_OR(semiPlanar[1], velaNV21ToYCbCr411LS_MCU_8u16s_P3R_JPEG)(pSrc, srcStep, pDst);
+    VELA_NEON_OR(nv21[2], velaNV21ToYCbCr411LS_MCU_8u16s_P3R_JPEG)(pSrc, srcStep, pDst);
 }

@@ -174,22 +174,23 @@ TEST_P(Kernels, Input) {
             const int32_t count = format.code == JPEG_CF_GRAY8 ? 1 : format.h() * format.v() + 2;
             Guarded areas[2][3];
             for (int side = 0; side < 2; side++) {
-                const InputRoutines& routines = *(side == 0 ? kPlainRoutines : *GetParam()).input;
+                const RoutineTable* const table = side == 0 ? &kPlainRoutines : GetParam();
+                const bool grey = format.code == JPEG_CF_GRAY8;
+                ImageSpec image{};
+                image.colorFormat = format.code;
+                image.subsampling = grey ? 0 : format.subsampling;
+                ProcSpec routines;
+                ASSERT_EQ(velaInitProcSpec_JPEG(&routines, &image, table), ENC_STATUS_OK);
                 int16_t* dst[3] = {};
                 for (int k = 0; k < format.components(); k++) {
                     const int blocks = k == 0 ? std::max(count - 2, 1) : 1;
                     areas[side][k] = Guarded(static_cast<size_t>(128 * blocks), 2);
                     dst[k] = reinterpret_cast<int16_t*>(areas[side][k].data());
                 }
-                const int index = format.h() + format.v() - 2;
-                if (format.code == JPEG_CF_GRAY8)
-                    routines.grey(record.plane[0], record.step[0], dst);
-                else if (format.planes() == 1)
-                    routines.packed[format.code][index](record.plane[0], record.step[0], dst);
-                else if (format.planar())
-                    routines.planar[index](record.plane, record.step, dst);
+                if (format.planes() == 1)
+                    routines.convertMcu(record.plane[0], record.step[0], dst);
                 else
-                    routines.semiPlanar[format.code - JPEG_CF_NV12](record.plane, record.step, dst);
+                    routines.convertMcuPlanar(record.plane, record.step, dst);
             }
             for (int k = 0; k < format.components(); k++) {
                 ASSERT_TRUE(sameBlocks(asWords(areas[0][k]), asWords(areas[1][k])))
