@@ -2,17 +2,16 @@
 
 #include <algorithm>
 
+#include "state/dct_scale.h"
 #include "stream/markers.h"
 #include "tables/default_tables.h"
 
 namespace vela {
 namespace {
 
-// Numerators of the reciprocals, row = vertical, column = horizontal frequency: about
-//     16384 / (a(u) * a(v) * s(u, v)),   a(0) = 1, a(k) = sqrt(2) * cos(k * pi / 16),
-// a() being the scale factors that the transform leaves in its output and s() the power of two by
-// which it scales a coefficient up before it multiplies. Four entries differ by 1 from the rounded
-// formula; these are the values that define the stream.
+// Numerators of the reciprocals, n(u, v) of state/dct_scale.h; row = vertical, column = horizontal
+// frequency. Four entries differ by 1 from the rounded formula; these are the values that define the
+// stream.
 constexpr uint16_t kForwardNumerators[64] = {
     16384, 11812, 12541, 13933, 16384, 20853, 30274, 29692, //
     11812, 8516,  9041,  10045, 11812, 15034, 21826, 21407, //
@@ -24,16 +23,31 @@ constexpr uint16_t kForwardNumerators[64] = {
     29692, 21407, 22725, 25251, 29692, 18895, 27432, 26905, //
 };
 
-constexpr uint32_t kInverseMultipliers[64] = {
-    131072, 94496,  100328, 111464, 131072, 166824, 242192, 475072,  //
-    94496,  68128,  72328,  80360,  94496,  120272, 174608, 342512,  //
-    100328, 72328,  76784,  85312,  100328, 127680, 185360, 363600,  //
-    111464, 80360,  85312,  94800,  111464, 141872, 205968, 404016,  //
-    131072, 94496,  100320, 111472, 131072, 166816, 242176, 475072,  //
-    166816, 120272, 127680, 141872, 166816, 212320, 308256, 604672,  //
-    242192, 174608, 185360, 205968, 242192, 308256, 447520, 877824,  //
-    475072, 342512, 363600, 404016, 475072, 604640, 877824, 1721920, //
-};
+constexpr int32_t preScale(int32_t row, int32_t column) {
+    return 1 << kPreScaleShift.of[8 * column + row];
+}
+
+/// Entries that are not n(u, v) to nearest; 64 if one differs by more than 1.
+consteval int32_t entriesOffByOne() {
+    int32_t count = 0;
+    for (int32_t i = 0; i < 64; i++) {
+        const int32_t row = i / 8, column = i % 8;
+        const double n =
+            16384 / (transformScale(column) * transformScale(row) * preScale(row, column));
+        const int32_t difference = kForwardNumerators[i] - static_cast<int32_t>(n + 0.5);
+        if (difference < -1 || difference > 1)
+            return 64;
+        count += difference != 0 ? 1 : 0;
+    }
+    return count;
+}
+static_assert(entriesOffByOne() == 4);
+
+/// Inverse multipliers: the numerators without the power of two that the forward transform applies, with
+/// 3 bits more.
+constexpr Table<uint32_t, 64> kInverseMultipliers = makeTable<uint32_t, 64>(
+    [](int32_t i) { return 8 * preScale(i / 8, i % 8) * kForwardNumerators[i]; });
+static_assert(kInverseMultipliers.of[0] == 131072 && kInverseMultipliers.of[63] == 1721920);
 
 Status buildAndWrite(int32_t tableId, const int16_t* base, Bitstream_JPEG* stream,
                      EncoderState_JPEG* state) {
@@ -89,6 +103,6 @@ int32_t veliDCTQuantFwdTableInit_JPEGENC_8u16u(const uint8_t q[64], uint16_t out
 
 int32_t veliDCTQuantInvTableInit_JPEGENC_8u16u(const uint8_t q[64], uint32_t out[64]) {
     for (int32_t i = 0; i < vela::kBlockSamples; i++)
-        out[i] = q[i] * vela::kInverseMultipliers[i];
+        out[i] = q[i] * vela::kInverseMultipliers.of[i];
     return ENC_STATUS_OK;
 }

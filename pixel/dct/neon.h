@@ -7,6 +7,7 @@
 
 #include "cpu/isa.h"
 #include "pixel/dct/constants.h"
+#include "state/dct_scale.h"
 #include "state/encoder_state.h"
 
 namespace vela::VELA_ISA {
@@ -113,13 +114,15 @@ inline V setHalves(int16_t low, int16_t high) {
 /// n = 0 one bit more is dropped of it, together with the rounding; otherwise the scale is 2^(n - 1).
 template <int32_t u>
 V quantize(V x, V reciprocals) {
-    if constexpr (u == 7) { // n = 1, 3
-        x = vshlq_s16(x, setHalves(0, 2));
-        return vrshrq_n_s16(vqdmulhq_s16(x, reciprocals), 1);
-    }
-    if constexpr (u >= 5) // n = 0, 2; below: 0, 1
-        x = vshlq_s16(x, setHalves(0, 1));
-    return vrshlq_s16(vqdmulhq_s16(x, reciprocals), setHalves(-2, -1));
+    constexpr int32_t low = kPreScaleShift.of[8 * u] - 1; // v = 0..3
+    constexpr int32_t high = kPreScaleShift.of[8 * u + 4] - 1;
+    constexpr int16_t up[2] = {low > 0 ? low : 0, high > 0 ? high : 0};
+    if constexpr (up[0] > 0 || up[1] > 0)
+        x = vshlq_s16(x, setHalves(up[0], up[1]));
+    const V product = vqdmulhq_s16(x, reciprocals);
+    if constexpr (low >= 0 && high >= 0)
+        return vrshrq_n_s16(product, 1);
+    return vrshlq_s16(product, setHalves(low < 0 ? -2 : -1, high < 0 ? -2 : -1));
 }
 
 /// The next row of eight.

@@ -12,6 +12,7 @@
 #include <algorithm>
 
 #include "pixel/dct/constants.h"
+#include "state/dct_scale.h"
 
 namespace vela {
 namespace {
@@ -72,21 +73,27 @@ void transform8(int16_t* d, int32_t step) {
     d[7 * step] = sub(z11, z4);
 }
 
-/// log2 of the factor by which a coefficient is scaled up before it is multiplied, so that its
-/// reciprocal uses most of its 15 bits.
-constexpr int32_t preScaleShift(int32_t u, int32_t v) {
-    const int32_t lowerHalf = v >= 4 ? 1 : 0;
-    if (u == 7)
-        return 1 + 2 * lowerHalf;
-    return u >= 5 ? 2 * lowerHalf : lowerHalf;
-}
-
-/// x / quantizer, rounded: the product with the reciprocal keeps one bit below the result, and half
-/// of the last place is added.
+/// x / quantizer, rounded: x is scaled up by 2^shift, the product with the reciprocal keeps one bit below
+/// the result, and half of the last place is added.
 int16_t quantize(int16_t x, int32_t reciprocal, int32_t shift) {
     const int32_t product = shift == 0 ? (x * reciprocal) >> 16
                                        : mul(static_cast<int16_t>(x << (shift - 1)), reciprocal);
     return static_cast<int16_t>((product + 1) >> 1);
+}
+
+/// The coefficients of horizontal frequency u, from rows to a column of transposed order.
+template <int32_t u>
+void quantizeColumn(const int16_t* block, const int16_t* reciprocals, int16_t* dst) {
+    for (int32_t v = 0; v < 8; v++) {
+        constexpr const int8_t* kShift = kPreScaleShift.of + 8 * u;
+        dst[8 * u + v] =
+            quantize(block[8 * v + u], reciprocals[8 * u + v], v < 4 ? kShift[0] : kShift[4]);
+    }
+}
+
+template <int32_t... u>
+void quantizeColumns(const int16_t* block, const int16_t* reciprocals, int16_t* dst) {
+    (quantizeColumn<u>(block, reciprocals, dst), ...);
 }
 
 } // namespace
@@ -108,13 +115,7 @@ int32_t veliDCTQuantFwd_JPEG_16s(const int16_t* pSrc, const int16_t* pQuantFwdTa
     for (int32_t v = 0; v < 8; v++)
         vela::transform8(block + 8 * v, 1);
 
-    for (int32_t u = 0; u < 8; u++) {
-        for (int32_t v = 0; v < 8; v++) {
-            const int32_t element = 8 * u + v;
-            pDst[element] = vela::quantize(block[8 * v + u], pQuantFwdTable[element],
-                                           vela::preScaleShift(u, v));
-        }
-    }
+    vela::quantizeColumns<0, 1, 2, 3, 4, 5, 6, 7>(block, pQuantFwdTable, pDst);
     return ENC_STATUS_OK;
 }
 

@@ -14,6 +14,7 @@
 
 #include "cpu/vectors_x86.h"
 #include "pixel/dct/constants.h"
+#include "state/dct_scale.h"
 #include "state/encoder_state.h"
 
 namespace vela::VELA_ISA {
@@ -148,7 +149,7 @@ VELA_INLINE V setHalves(int32_t low, int32_t high) {
 /// Powers of two by which the coefficients of horizontal frequency u are scaled up, for v = 0..7.
 template <class V>
 VELA_INLINE V preScale(int32_t u) {
-    return u == 7 ? setHalves<V>(2, 8) : u >= 5 ? setHalves<V>(1, 4) : setHalves<V>(1, 2);
+    return setHalves<V>(1 << kPreScaleShift.of[8 * u], 1 << kPreScaleShift.of[8 * u + 4]);
 }
 
 /// Transforms and quantizes Group::blocks blocks in place. The same block may be given more than once.

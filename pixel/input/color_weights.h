@@ -15,10 +15,10 @@ struct ColorWeights {
 };
 
 // Those of luminance sum to 256, so that white stays white; those of chrominance to 0, so that grey has
-// none.
-inline constexpr ColorWeights kLumaWeights{q8(0.299), q8(0.587), q8(0.114)};
-inline constexpr ColorWeights kCbWeights{q8(-0.168736), q8(-0.331264), q8(0.5)};
-inline constexpr ColorWeights kCrWeights{q8(0.5), q8(-0.418688), q8(-0.081312)};
+// none. (Not inline: what kernels share with others is in their own namespace alone.)
+constexpr ColorWeights kLumaWeights{q8(0.299), q8(0.587), q8(0.114)};
+constexpr ColorWeights kCbWeights{q8(-0.168736), q8(-0.331264), q8(0.5)};
+constexpr ColorWeights kCrWeights{q8(0.5), q8(-0.418688), q8(-0.081312)};
 
 constexpr bool equal(const ColorWeights& a, const ColorWeights& b) {
     return a.r == b.r && a.g == b.g && a.b == b.b;
