@@ -73,6 +73,7 @@ PERL
 frame() { perl frame.pl "$@"; }
 
 # ---- the demo picture, colours, structure
+# Fault: channels swapped, an option that does not reach the stream.
 
 encode --demo -o demo.jpg && decode demo.jpg >demo.ppm
 check grep -qaP '[\xF0-\xFF]{2}[\0-\x10]' <(pamcut 60 60 1 1 demo.ppm) # the yellow bar
@@ -88,6 +89,7 @@ for format in yuv444p yuv422p yuv420p nv12 nv21; do
 done
 
 # ---- the same pixels give the same bytes, whatever holds them, whole or in slices
+# Fault: a file format, step or slice that is read otherwise than it was written.
 
 isPicture() { # SIZE LUMA-SAMPLING: reference.jpg
     decode reference.jpg >decoded && [[ $(head -c 15 decoded | tr '\n' ' ') == P[56]" ${1/x/ } 255"* ]] &&
@@ -151,6 +153,7 @@ for how in "" -p; do
 done
 
 # ---- input cut short, files and streams that cannot be read or written, wrong usage
+# Fault: half an output left, success reported for it, a message that is missing or not one line.
 
 truncations() { # FILE ARGS...: every beginning of FILE, from a file and from a pipe
     local n
@@ -193,7 +196,8 @@ check refusedIn '"$tool" --demo --size 2000x2000 -q 100 -o - | head -c 1 >stdout
 check refusedIn 'script -qec "$tool --demo -o -" /dev/null </dev/null >&2' # a terminal
 check grep -q terminal err
 
-# ---- what a run leaves behind
+# ---- what a run leaves when it ends
+# Fault: a temporary file left after a signal, permissions other than the umask says, a link replaced.
 
 rm out/*
 (umask 027 && encode --demo -o out/mode.jpg)

@@ -30,7 +30,7 @@ std::span<const int16_t> asWords(const Guarded& memory) {
 
 class Kernels : public test::EveryInstructionSet {};
 
-/// The blocks of some MCUs behind each other, with tables for luminance and chrominance.
+/// The blocks of some MCUs one after another, with tables for luminance and chrominance.
 struct Mcus {
     int32_t count;
     Guarded memory;

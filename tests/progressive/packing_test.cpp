@@ -93,7 +93,7 @@ TEST(PackedRecords, EndOfBandRuns) {
 }
 
 TEST(PackedRecords, CorrectionBits) {
-    // Fault: correction bits before the symbol that they belong behind.
+    // Fault: correction bits before the symbol that they belong after.
     PackedScan scan;
     uint8_t bits[300] = {1, 0, 1};
     packCorrectionBits(scan.buffer, bits, 3);
@@ -106,7 +106,7 @@ TEST(PackedRecords, CorrectionBits) {
     std::copy_n(Bytes{0xFD, 0x01, 0x2C, 0x0A}.begin(), 4, expected.begin());
     EXPECT_EQ(scan.take(), expected);
 
-    // A new coefficient behind pending blocks and its own correction bits: the run, its bits, the
+    // A new coefficient after pending blocks and its own correction bits: the run, its bits, the
     // symbol, the sign, the own bits.
     const TestBlock pending{{2, 3}};
     const TestBlock mixed{{1, 2}, {3, 5}, {4, -1}, {5, 6}};
@@ -115,7 +115,7 @@ TEST(PackedRecords, CorrectionBits) {
     EXPECT_EQ(scan.take(), (Bytes{0x00, 0xFE, 0x01, 0x01, 0x11, 0x00, 0xFE, 0x02, 0x01}));
     EXPECT_TRUE(sameBytes(Bytes{0}, scan.corrections()));
     EXPECT_EQ(scan.coder.eobRun, 1);
-    // The same with a zero run between, behind which the position starts anew
+    // The same with a zero run between, after which the position starts anew
     const TestBlock zeroRun{{1, 3}, {20, 7}, {21, 1}};
     scan.packRefine(zeroRun.samples);
     EXPECT_EQ(scan.take(), (Bytes{0x00, 0xFE, 0x01, 0x00, 0xF0, 0xFE, 0x01, 0x01, 0x21, 0x01, 0xFE,
@@ -150,7 +150,7 @@ TEST(PackedRecords, CorrectionBitsAreWrittenWhileTheNextBlocksFit) {
     EXPECT_EQ(scan.take().size(), 2u + 3 + 121);
 }
 
-TEST(PackedRecords, StayWithinTheirBoundsBehindWhateverIsPending) {
+TEST(PackedRecords, StayWithinTheirBoundsWhateverIsPending) {
     // Fault: a block's records longer than the room that is kept for them.
     std::mt19937 random(31);
     PackedScan first, refine;

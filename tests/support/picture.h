@@ -50,7 +50,7 @@ inline int chromaSize(int size, int factor) {
 
 class TestPicture {
 public:
-    /// padding: bytes behind each row's samples. bottomUp: single-plane formats alone. Steps are
+    /// padding: bytes after each row's samples. bottomUp: single-plane formats alone. Steps are
     /// such that slice mode takes them too.
     TestPicture(Format format, int width, int height, Content content, uint32_t seed,
                 int padding = 0, bool bottomUp = false)
@@ -97,7 +97,7 @@ public:
         return picture;
     }
 
-    /// The bytes behind the source handle: the planes' rows, whole, in the order they are stored.
+    /// The bytes of the source: the planes' rows, whole, in the order they are stored.
     std::vector<uint8_t> source() const {
         std::vector<uint8_t> bytes;
         for (int p = 0; p < format_.planes(); p++) {

@@ -57,7 +57,7 @@ TEST(BlockCoder, CodesOfTheStandard) {
     EXPECT_EQ(codeBlock({{0, -1024}}, 1023).bits, "11111111000000000000" + eob); // -2047
     EXPECT_EQ(codeBlock({{1, -3}}).bits, "000100" + eob);
     EXPECT_EQ(codeBlock({{17, 1}}).bits, "00" + zrl + "001" + eob); // 16 zeros, then run 0
-    EXPECT_EQ(codeBlock({{63, 1}}).bits, // run 14 behind 48 zeros, and no EOB
+    EXPECT_EQ(codeBlock({{63, 1}}).bits, // run 14 after 48 zeros, and no EOB
               "00" + zrl + zrl + zrl + "11111111111010111");
 }
 
