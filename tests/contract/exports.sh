@@ -32,6 +32,8 @@ perl -0777 -ne '
     }' include/vela/*.h |
     { sed "s/$/@@$node/" && echo "node $node"; } | same "include/vela/*.h" || wrong=1
 
-[[ $(dynamic NEEDED) == libc.so.6 ]] || { echo "needs $(dynamic NEEDED), not libc alone"; wrong=1; }
+# The loader is a part of libc; on ARM it holds the value that guards the stack.
+needed=$(dynamic NEEDED | grep -v '^ld-linux-' || true)
+[[ $needed == libc.so.6 ]] || { echo "needs $needed, not libc alone"; wrong=1; }
 [[ $(dynamic SONAME) == libvelajpeg.so.1 ]] || { echo "is called $(dynamic SONAME)"; wrong=1; }
 exit $wrong
