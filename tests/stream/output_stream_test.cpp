@@ -74,11 +74,12 @@ TEST(OutputStream, FailsUnchangedWhenFlushTakesTooLittleOrLies) {
         EXPECT_EQ(s.stream.bitCount, 3u);
         EXPECT_EQ(Bytes(s.stream.start, s.stream.start + 12), before);
     }
-    for (const int32_t size : {0, -5}) {
-        uint8_t nothing;
-        Bitstream_JPEG empty{&nothing, size, &nothing, 0};
-        toTake = 0;
-        EXPECT_EQ(velaWriteMarker_JPEG(0xD8, &empty, sink, 1), ENC_STATUS_OUTPUT_FULL);
+    for (const int32_t size : {0, -5, INT32_MIN}) { // less than what is said to be used
+        StreamOver s(12, 10);
+        s.stream.size = size;
+        toTake = 10;
+        EXPECT_EQ(velaWriteMarker_JPEG(0xD8, &s.stream, sink, 1), ENC_STATUS_OUTPUT_FULL);
+        EXPECT_EQ(s.used(), 10);
     }
 }
 
