@@ -3,7 +3,7 @@
 #include "cpu/cpu_features.h"
 #include "cpu/isa.h"
 #include "pixel/dct/plain.h"
-#include "progressive/block_packers.h"
+#include "progressive/ac_packers/plain.h"
 #include "state/color_format.h"
 #include "tables/block_coder.h"
 

@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <cassert>
 
-#include "progressive/block_packers.h"
+#include "progressive/ac_packers/plain.h"
+#include "progressive/dc_packer.h"
 #include "progressive/packed_stream.h"
 #include "stream/bit_writer.h"
 #include "stream/markers.h"

@@ -30,7 +30,7 @@ struct AcScan {
 };
 
 /// Packs one block's AC coefficients for their first scan, without their lowest bit, and for its
-/// refinement. The buffers have room for what a block adds at most (progressive/block_packers.h) and
+/// refinement. The buffers have room for what a block adds at most (progressive/ac_packers/plain.h) and
 /// kPackerSlack more.
 using PackAc = void(const int16_t* block, const AcScan& first, const AcScan& refine);
 

@@ -12,7 +12,7 @@ namespace vela {
 ///  - DC refinement: 6 bits behind 31 pending ones, every byte stuffed, and a marker, 12 bytes.
 ///  - AC first: 2 blocks of 197 bytes, 394 bytes (of a 4:2:0 MCU's four, two are deferred).
 ///  - AC refinement: 2 blocks of 299 bytes, 598 bytes.
-/// The blocks' bounds are derived, and asserted, in progressive/block_packers.
+/// The blocks' bounds are derived, and asserted, in progressive/ac_packers/plain.
 inline constexpr int32_t kScanBufferReserve = 768;
 
 /// Grows, through the host's grow callback, each scan buffer with less free room than the reserve.

@@ -5,7 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include "progressive/block_packers.h"
+#include "progressive/ac_packers/plain.h"
+#include "progressive/dc_packer.h"
 #include "progressive/coefficient_pack.h"
 #include "progressive/packed_stream.h"
 #include "support/differences.h"

@@ -4,7 +4,7 @@
 #include <span>
 #include <vector>
 
-#include "progressive/block_packers.h"
+#include "progressive/ac_packers/plain.h"
 #include "state/encoder_state.h"
 #include "support/guarded.h"
 

@@ -1,4 +1,5 @@
-#include "progressive/block_packers.h"
+// The plain AC packers: every coefficient of the band in turn, as T.81 Annex G tells it.
+#include "progressive/ac_packers/plain.h"
 
 #include <cassert>
 #include <cstdlib>
@@ -6,32 +7,8 @@
 #include "progressive/packed_stream.h"
 #include "progressive/record_writers.h"
 #include "state/zigzag.h"
-#include "stream/bit_writer.h"
 
 namespace vela {
-int32_t velaCoeffPack_DC_JPEG(const int16_t* block, uint32_t* counts, Bitstream_JPEG* dcFirstBuf,
-                              Bitstream_JPEG* dcRefineBuf, ScanCoderState* refineCoder,
-                              int16_t* predictor, int32_t Al) {
-    const int32_t dc = block[0];
-    const int32_t shifted = dc >> Al;
-    const int32_t difference = shifted - *predictor;
-    *predictor = static_cast<int16_t>(shifted);
-
-    const int32_t size = magnitudeSize(static_cast<uint32_t>(std::abs(difference)));
-    packSymbol(*dcFirstBuf, counts, static_cast<uint32_t>(size));
-    packValue(*dcFirstBuf, static_cast<uint32_t>(difference < 0 ? difference - 1 : difference),
-              size);
-
-    BitWriterState& bits = refineCoder->bits; // a single bit goes in without the writer's shifts
-    bits.bitAccumulator |= (static_cast<uint32_t>(dc) & 1) << (31 - bits.bitsUsed);
-    if (++bits.bitsUsed == 32) {
-        int32_t added = 0;
-        velaWriteFourBytes_JPEG(bits.bitAccumulator, dcRefineBuf->cursor, &added);
-        dcRefineBuf->cursor += added;
-        bits = {};
-    }
-    return ENC_STATUS_OK;
-}
 
 int32_t velaPackACFirst_JPEG(const int16_t* block, uint32_t* counts, Bitstream_JPEG* buf,
                              ScanCoderState* coder, int32_t Ss, int32_t Se, int32_t Al) {
@@ -62,7 +39,7 @@ int32_t velaPackACRefine_JPEG(const int16_t* block, uint32_t* counts, Bitstream_
                               ScanCoderState* coder, int32_t Ss, int32_t Se, int32_t Al) {
     [[maybe_unused]] const uint8_t* const before = buf->cursor;
     uint32_t magnitudes[kBlockSamples];
-    int32_t lastNew = 0; // behind it the band holds no new coefficient: no zero run is written
+    int32_t lastNew = 0; // after it the band holds no new coefficient: no zero run is written
     for (int32_t k = Ss; k <= Se; k++) {
         const int32_t value = block[kTransposedZigzag[static_cast<size_t>(k)]];
         magnitudes[k] = static_cast<uint32_t>(std::abs(value)) >> Al;
@@ -70,7 +47,7 @@ int32_t velaPackACRefine_JPEG(const int16_t* block, uint32_t* counts, Bitstream_
             lastNew = k;
     }
 
-    // The block's own correction bits are gathered behind those that are pending already. Once the
+    // The block's own correction bits are gathered after those that are pending already. Once the
     // pending ones are written, the next ones start at the buffer's beginning.
     uint8_t* own = coder->correctionBits + coder->correctionCount;
     int32_t ownCount = 0;

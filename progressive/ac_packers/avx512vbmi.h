@@ -1,50 +1,54 @@
 // The AC packers in 512 bits, for processors with VBMI2: a block's coefficients as bytes, and all records
 // of its first scan at once.
+#pragma once
+
 #include <immintrin.h>
 
 #include <bit>
 
-#include "progressive/block_packers.h"
-#include "progressive/packed_stream.h"
-#include "progressive/record_writers.h"
-#include "state/kernels.h"
+#include "cpu/isa.h"
+#include "cpu/table.h"
+#include "progressive/ac_packers/masked.h"
 #include "state/zigzag.h"
 
+namespace vela::VELA_ISA {
 namespace {
 
-#include "tables/zigzag_scan_x86.h"
+using Bytes = Table<uint8_t, 64>;
 
-#include "progressive/mask_words_x86.h"
+VELA_INLINE __m512i load(const Bytes& bytes) {
+    return _mm512_load_si512(bytes.of);
+}
 
-#include "progressive/ac_packers_lanes.inl"
+/// Element i is table[indices[i]].
+VELA_INLINE __m512i lookUp(const Bytes& table, __m512i indices) {
+    return _mm512_permutexvar_epi8(indices, load(table));
+}
 
-struct ByteTable {
-    alignas(64) uint8_t bytes[64];
-
-    constexpr explicit ByteTable(uint32_t (*byteOf)(uint32_t)) : bytes() {
-        for (uint32_t i = 0; i < 64; i++)
-            bytes[i] = static_cast<uint8_t>(byteOf(i));
-    }
-    __m512i load() const { return _mm512_load_si512(bytes); }
-    __m512i lookUp(__m512i indices) const { return _mm512_permutexvar_epi8(indices, load()); }
-};
-
-/// Where packing the halves of a block puts the coefficient of a zigzag index: lane by lane eight of
-/// the first half, then eight of the second.
-constexpr ByteTable kPackedPositions([](uint32_t k) -> uint32_t {
-    const uint32_t position = vela::makeTransposedZigzag()[k];
+/// From the block's halves, 32 coefficients each, which packing them to bytes leaves in lanes of 16
+///
+///     first  0..7 | second 0..7 | first 8..15 | second 8..15 | first 16..23 | ..
+///
+/// to zigzag order.
+constexpr Bytes kPackedPositions = makeTable<uint8_t, 64>([](int32_t k) {
+    const int32_t position = makeTransposedZigzag()[static_cast<size_t>(k)];
     return 16 * (position % 32 / 8) + 8 * (position / 32) + position % 8;
 });
-constexpr ByteTable kElementBefore([](uint32_t i) { return i - 1; });
-constexpr ByteTable kReversed([](uint32_t i) { return 63 - i; });
-constexpr ByteTable kSizes([](uint32_t magnitude) {
-    return static_cast<uint32_t>(std::bit_width(magnitude));
-});
-constexpr ByteTable kLowBits([](uint32_t magnitude) {
-    return (1u << std::bit_width(magnitude)) - 1;
-});
-/// A symbol and its value's byte in turns, from tables of 64 each.
-constexpr ByteTable kInTurns([](uint32_t i) { return i / 2 + i % 2 * 64; });
+
+///     x0 x1 x2 .. x63   to   - x0 x1 .. x62, the first element being masked out
+constexpr Bytes kElementBefore = makeTable<uint8_t, 64>([](int32_t i) { return i - 1; });
+
+///     x0 x1 .. x63      to   x63 x62 .. x0
+constexpr Bytes kReversed = makeTable<uint8_t, 64>([](int32_t i) { return 63 - i; });
+
+///     x0 x1 .., y0 y1 ..   to   x0 y0 x1 y1 ..   y being the second of two tables of 64
+constexpr Bytes kInTurns = makeTable<uint8_t, 64>([](int32_t i) { return i / 2 + i % 2 * 64; });
+
+/// Of a magnitude: its significant bits, and as many ones.
+constexpr Bytes kSizes = makeTable<uint8_t, 64>(
+    [](int32_t magnitude) { return std::bit_width(static_cast<uint32_t>(magnitude)); });
+constexpr Bytes kLowBits = makeTable<uint8_t, 64>(
+    [](int32_t magnitude) { return (1 << std::bit_width(static_cast<uint32_t>(magnitude))) - 1; });
 
 /// Coefficients in zigzag order, those beyond -128..127 brought there.
 struct ByteOrder {
@@ -53,32 +57,32 @@ struct ByteOrder {
 };
 
 /// packFirst, all coefficients in one go. False, with nothing done, if there is none or a zero run
-/// that takes a ZRL. Magnitudes are below 128. Writes up to 64 bytes behind the records.
+/// that takes a ZRL. Magnitudes are below 128. Writes up to 64 bytes after the records.
 inline bool packFirstAtOnce(__m512i magnitudes, uint64_t negative, const CoefficientMasks& masks,
-                            const vela::AcScan& scan) {
+                            const AcScan& scan) {
     const uint64_t taken = masks.nonZero & ~masks.ones;
     const int32_t count = __builtin_popcountll(taken);
     const __m512i indices = _mm512_maskz_compress_epi8(taken, _mm512_load_si512(kIndices.bytes));
     const __m512i before =
-        _mm512_maskz_permutexvar_epi8(~uint64_t{1}, kElementBefore.load(), indices);
+        _mm512_maskz_permutexvar_epi8(~uint64_t{1}, load(kElementBefore), indices);
     const __m512i runs = _mm512_sub_epi8(_mm512_sub_epi8(indices, before), _mm512_set1_epi8(1));
     const uint64_t longRuns = _mm512_cmpgt_epu8_mask(runs, _mm512_set1_epi8(15));
     if (count == 0 || _bzhi_u64(longRuns, static_cast<uint32_t>(count)) != 0)
         return false;
 
     if (scan.coder->eobRun > 0)
-        vela::packEobRun(*scan.buffer, scan.counts, *scan.coder);
+        packEobRun(*scan.buffer, scan.counts, *scan.coder);
     const __m512i halved = _mm512_maskz_compress_epi8(
         taken, _mm512_and_si512(_mm512_srli_epi16(magnitudes, 1), _mm512_set1_epi8(63)));
-    const __m512i sizes = kSizes.lookUp(halved);
+    const __m512i sizes = lookUp(kSizes, halved);
     const __m512i symbols = _mm512_or_si512(_mm512_slli_epi16(runs, 4), sizes);
     // Of a negative value its magnitude's complement
     const uint64_t complemented = _pext_u64(negative, taken);
     const __m512i bits =
-        _mm512_mask_sub_epi8(halved, complemented, kLowBits.lookUp(halved), halved);
+        _mm512_mask_sub_epi8(halved, complemented, lookUp(kLowBits, halved), halved);
 
     uint8_t* const out = scan.buffer->cursor;
-    const __m512i turns = kInTurns.load();
+    const __m512i turns = load(kInTurns);
     _mm512_storeu_si512(out, _mm512_permutex2var_epi8(symbols, turns, bits));
     if (count > 32) {
         const __m512i later = _mm512_add_epi8(turns, _mm512_set1_epi8(32));
@@ -87,8 +91,8 @@ inline bool packFirstAtOnce(__m512i magnitudes, uint64_t negative, const Coeffic
     for (int32_t i = 0; i < count; i++)
         scan.counts[out[2 * i]]++;
     scan.buffer->cursor = out + 2 * count;
-    if (taken >> 63 == 0 && ++scan.coder->eobRun == vela::kMaxEobRun)
-        vela::packFullEobRun(*scan.buffer, scan.counts, *scan.coder);
+    if (taken >> 63 == 0)
+        scan.coder->eobRun = 1; // the first of a run: what was pending has just been written
     return true;
 }
 
@@ -102,14 +106,14 @@ struct RefinementMasks {
 };
 
 /// Adds what stands before a new coefficient, in a segment with more than 15 zeros: sixteen of them
-/// before a non-zero coefficient take a ZRL, behind which the correction bits so far are written. Leaves
+/// before a non-zero coefficient take a ZRL, after which the correction bits so far are written. Leaves
 /// the rest in own, and returns the run.
 inline int32_t packLongSegment(uint64_t segment, uint64_t corrections, uint64_t odd,
                                OwnCorrections& own, uint8_t*& out, uint32_t* counts) {
     int32_t run = 0;
     const auto addZeros = [&](uint64_t zeros) {
         for (run += __builtin_popcountll(zeros); run > 15; run -= 16) {
-            packSymbol(out, counts, vela::kSymbolZrl);
+            packSymbol(out, counts, kSymbolZrl);
             own.pack(out);
         }
     };
@@ -127,10 +131,10 @@ inline int32_t packLongSegment(uint64_t segment, uint64_t corrections, uint64_t 
 
 /// packRefine, segment by segment between new coefficients. bits: the lowest bit of each coefficient.
 inline void packSegments(const RefinementMasks& masks, uint64_t nonZero, __m512i bits,
-                         const vela::AcScan& scan) {
-    vela::ScanCoderState& coder = *scan.coder;
+                         const AcScan& scan) {
+    ScanCoderState& coder = *scan.coder;
     if (masks.ones != 0 && coder.eobRun > 0)
-        vela::packPending(*scan.buffer, scan.counts, coder);
+        packPending(*scan.buffer, scan.counts, coder);
 
     uint8_t* out = scan.buffer->cursor;
     uint64_t ahead = ~uint64_t{0} >> 1;
@@ -161,22 +165,19 @@ inline void packSegments(const RefinementMasks& masks, uint64_t nonZero, __m512i
                             _mm512_maskz_compress_epi8(late, bits));
     coder.correctionCount += lateCount;
     coder.eobRun++;
-    if (coder.correctionCount > vela::kMaxPendingCorrections || coder.eobRun >= vela::kMaxEobRun)
-        vela::packPending(*scan.buffer, scan.counts, coder);
+    if (coder.correctionCount > kMaxPendingCorrections || coder.eobRun >= kMaxEobRun)
+        packPending(*scan.buffer, scan.counts, coder);
 }
 
-} // namespace
-
-namespace vela::avx512vbmi {
-
-void packAc(const int16_t* block, const AcScan& first, const AcScan& refine) {
+/// All records of a block.
+inline void packBytes(const int16_t* block, const AcScan& first, const AcScan& refine) {
     const __m512i packed = _mm512_packs_epi16(Scan512::half(block), Scan512::half(block + 32));
-    const __m512i values = _mm512_permutexvar_epi8(kPackedPositions.load(), packed);
+    const __m512i values = _mm512_permutexvar_epi8(load(kPackedPositions), packed);
     const __m512i magnitudes = _mm512_abs_epi8(values);
     constexpr uint64_t ac = ~uint64_t{1};
     const uint64_t large = _mm512_cmpgt_epu8_mask(magnitudes, _mm512_set1_epi8(126)) & ac;
     if (__builtin_expect(large != 0, false)) {
-        ::packAc<Scan512>(block, first, refine); // some value may have been beyond a byte
+        packMasked<Scan512>(block, first, refine); // some value may have been beyond a byte
         return;
     }
 
@@ -191,7 +192,7 @@ void packAc(const int16_t* block, const AcScan& first, const AcScan& refine) {
 
     constexpr uint64_t reversedAc = ~uint64_t{0} >> 1;
     const __m512i one = _mm512_set1_epi8(1);
-    const __m512i reversed = _mm512_permutexvar_epi8(kReversed.load(), values);
+    const __m512i reversed = _mm512_permutexvar_epi8(load(kReversed), values);
     const RefinementMasks refinement{
         _mm512_test_epi8_mask(reversed, reversed) & reversedAc,
         _mm512_cmpeq_epi8_mask(_mm512_abs_epi8(reversed), one) & reversedAc,
@@ -199,4 +200,5 @@ void packAc(const int16_t* block, const AcScan& first, const AcScan& refine) {
     packSegments(refinement, nonZero, _mm512_and_si512(values, one), refine);
 }
 
-} // namespace vela::avx512vbmi
+} // namespace
+} // namespace vela::VELA_ISA

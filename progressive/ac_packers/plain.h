@@ -1,5 +1,6 @@
-// What one block contributes to each scan (T.81 Annex G), as records of the packed symbol stream.
-// The buffers have room, the symbols are counted.
+// What one block contributes to the AC scans (T.81 G.1.2.2, G.1.2.3), as records of the packed symbol
+// stream: the plain packers, and the bounds that hold for those of every instruction set. The buffers have
+// room, the symbols are counted.
 #pragma once
 
 #include "state/encoder_state.h"
@@ -9,11 +10,6 @@ namespace vela {
 // Low bits that the first scan of a band leaves out, and its refinement
 inline constexpr int32_t kFirstAl = 1;
 inline constexpr int32_t kRefineAl = 0;
-
-/// The DC coefficient: its difference without the Al low bits, and bit 0 in final form. Returns 0.
-int32_t velaCoeffPack_DC_JPEG(const int16_t* block, uint32_t* counts, Bitstream_JPEG* dcFirstBuf,
-                              Bitstream_JPEG* dcRefineBuf, ScanCoderState* refineCoder,
-                              int16_t* predictor, int32_t Al);
 
 /// Zigzag coefficients Ss..Se without their Al low bits. Returns 0.
 int32_t velaPackACFirst_JPEG(const int16_t* block, uint32_t* counts, Bitstream_JPEG* buf,
@@ -26,8 +22,8 @@ int32_t velaPackACRefine_JPEG(const int16_t* block, uint32_t* counts, Bitstream_
 /// Both AC scans of a colour or grey script, as PackAc (state/routines.h) says.
 void packAcBlock(const int16_t* block, const AcScan& first, const AcScan& refine);
 
-// Most bytes that a block adds to one buffer, everything pending before it and a restart marker
-// behind it included.
+// Most bytes that a block adds to one buffer, everything pending before it and a restart marker after
+// it included.
 // - AC first: the pending run; 63 coefficients of a symbol and two value bytes; at the end another
 //   run; the marker.
 // - AC refinement: the pending run with up to 961 correction bits (more are written at once); 31
@@ -40,7 +36,7 @@ inline constexpr int32_t kMaxAcFirstBytes = kEobRunBytes + 63 * 3 + kEobRunBytes
 inline constexpr int32_t kMaxAcRefineBytes =
     (kEobRunBytes + 3 + (961 + 7) / 8) + (31 * (3 + 2) + 2) + (kEobRunBytes + 2 + 8) + kMarkerBytes;
 
-/// Correction bits that may be pending when a block is begun, so that its own 63 fit behind them.
+/// Correction bits that may be pending when a block is begun, so that its own 63 fit after them.
 inline constexpr int32_t kMaxPendingCorrections = 1024 - 63;
 
 } // namespace vela

@@ -1,5 +1,13 @@
-// The masks of tables/zigzag_scan_x86.h as the packers (progressive/ac_packers_lanes.inl) visit
-// them: in one word, from its lowest bit on.
+// The masks of x86 (tables/block_coder/zigzag_x86.h) as the packers visit them: in one word, from its
+// lowest bit on.
+#pragma once
+
+#include <cstdint>
+
+#include "cpu/isa.h"
+
+namespace vela::VELA_ISA {
+namespace {
 
 using Word = uint64_t;
 constexpr int32_t kWordBits = 64;
@@ -25,3 +33,6 @@ inline Word bitOf(int32_t index) {
 inline Word throughLast(Word word) {
     return word == 0 ? 0 : ~Word{0} >> __builtin_clzll(word);
 }
+
+} // namespace
+} // namespace vela::VELA_ISA

@@ -1,13 +1,31 @@
-// The AC packers that visit non-zero coefficients alone. Included by each instruction set's file,
-// inside its anonymous namespace, behind words of masks and with an Isa that finds them:
+// The AC packers that visit non-zero coefficients alone, for all instruction sets. The records are those of
+// the plain packers (plain.cpp). Each instruction set has its own
 //
-//     CoefficientMasks Isa::masks(const int16_t* block, Isa::Order& order)
-//
-// (of the AC coefficients alone). Word w, of kMaskWords, of a mask is maskWord(mask, w), in which
-// bitOf(k) stands for zigzag index w * kWordBits + k, whose coefficient is orderInWord(order,
-// w)(k); firstIndex(word) is the least index of a word that is not 0, and throughLast(word) has the
-// indices up to its greatest one. The records are those of the plain packers
-// (progressive/block_packers.cpp).
+//     Scan                     finds the AC coefficients that are not 0, and those of magnitude 1:
+//                              CoefficientMasks Scan::masks(block, Scan::Order& order)
+//     Word, kWordBits          masks are visited a word at a time, kMaskWords of them:
+//     maskWord(mask, w)        word w of a mask. In it
+//     bitOf(k)                 stands for zigzag index w * kWordBits + k, whose coefficient is
+//     orderInWord(order, w)(k)
+//     firstIndex(word)         the least index of a word that is not 0
+//     throughLast(word)        all indices up to the greatest one of a word
+#pragma once
+
+#include <cstdint>
+
+#include "cpu/isa.h"
+#include "progressive/ac_packers/plain.h"
+#include "progressive/packed_stream.h"
+#include "progressive/record_writers.h"
+#ifdef __ARM_NEON
+#include "tables/block_coder/zigzag_neon.h"
+#else
+#include "progressive/ac_packers/mask_words_x86.h"
+#include "tables/block_coder/zigzag_x86.h"
+#endif
+
+namespace vela::VELA_ISA {
+namespace {
 
 inline void packByte(uint8_t*& out, uint32_t byte) {
     *out++ = static_cast<uint8_t>(byte);
@@ -24,14 +42,14 @@ inline uint32_t magnitudeOf(int32_t value) {
 
 /// T.81 G.1.2.2 on magnitudes without their lowest bit.
 template <class Order>
-void packFirst(const Order& order, const CoefficientMasks& masks, const vela::AcScan& scan) {
+void packFirst(const Order& order, const CoefficientMasks& masks, const AcScan& scan) {
     uint32_t* const counts = scan.counts;
     uint8_t* out = scan.buffer->cursor;
-    int32_t next = 1; // counted from the word's first index on, as k is: at the end 0 is behind 63
+    int32_t next = 1; // counted from the word's first index on, as k is: at the end 0 is after 63
     for (int32_t w = 0; w < kMaskWords; w++, next -= kWordBits) {
         Word left = maskWord(masks.nonZero, w) & ~maskWord(masks.ones, w);
         if (left != 0 && scan.coder->eobRun > 0) {
-            vela::packEobRun(*scan.buffer, counts, *scan.coder);
+            packEobRun(*scan.buffer, counts, *scan.coder);
             out = scan.buffer->cursor;
         }
         const auto& coefficients = orderInWord(order, w);
@@ -41,7 +59,7 @@ void packFirst(const Order& order, const CoefficientMasks& masks, const vela::Ac
             int32_t run = k - next;
             next = k + 1;
             for (; __builtin_expect(run > 15, false); run -= 16)
-                packSymbol(out, counts, vela::kSymbolZrl);
+                packSymbol(out, counts, kSymbolZrl);
             const int32_t value = coefficients(k);
             const uint32_t magnitude = magnitudeOf(value) >> 1;
             const int32_t size = 32 - __builtin_clz(magnitude);
@@ -53,8 +71,8 @@ void packFirst(const Order& order, const CoefficientMasks& masks, const vela::Ac
         }
     }
     scan.buffer->cursor = out;
-    if (next < 0 && ++scan.coder->eobRun == vela::kMaxEobRun)
-        vela::packFullEobRun(*scan.buffer, counts, *scan.coder);
+    if (next < 0 && ++scan.coder->eobRun == kMaxEobRun)
+        packFullEobRun(*scan.buffer, counts, *scan.coder);
 }
 
 /// A block's own correction bits since its last symbol, 63 at the most, of which the last is bit 0.
@@ -65,7 +83,7 @@ struct OwnCorrections {
     void pack(uint8_t*& out) {
         if (count == 0)
             return;
-        packByte(out, vela::PACK_ESC_BITS8);
+        packByte(out, PACK_ESC_BITS8);
         packByte(out, static_cast<uint32_t>(count));
         for (int32_t shift = (count - 1) & ~7; __builtin_expect(shift > 0, false); shift -= 8)
             packByte(out, static_cast<uint32_t>(bits >> shift));
@@ -75,17 +93,17 @@ struct OwnCorrections {
     }
 };
 
-/// T.81 G.1.2.3 on lowest bits. Coefficients of magnitude 1 become non-zero; behind the last one no
+/// T.81 G.1.2.3 on lowest bits. Coefficients of magnitude 1 become non-zero; after the last one no
 /// run is written, and correction bits are left pending.
 template <class Order>
-void packRefine(const Order& order, const CoefficientMasks& masks, const vela::AcScan& scan) {
-    vela::ScanCoderState& coder = *scan.coder;
+void packRefine(const Order& order, const CoefficientMasks& masks, const AcScan& scan) {
+    ScanCoderState& coder = *scan.coder;
     uint32_t* const counts = scan.counts;
     Word anyNew = 0;
     for (int32_t w = 0; w < kMaskWords; w++)
         anyNew |= maskWord(masks.ones, w);
     if (anyNew != 0 && coder.eobRun > 0)
-        vela::packPending(*scan.buffer, counts, coder);
+        packPending(*scan.buffer, counts, coder);
 
     uint8_t* out = scan.buffer->cursor;
     uint8_t* pending = coder.correctionBits + coder.correctionCount;
@@ -95,8 +113,8 @@ void packRefine(const Order& order, const CoefficientMasks& masks, const vela::A
     for (int32_t w = 0; w < kMaskWords; w++, next -= kWordBits) {
         const Word nonZero = maskWord(masks.nonZero, w);
         const Word ones = maskWord(masks.ones, w);
-        const bool newBehind = w + 1 < kMaskWords && maskWord(masks.ones, w + 1) != 0;
-        Word left = newBehind ? nonZero : nonZero & throughLast(ones);
+        const bool newLater = w + 1 < kMaskWords && maskWord(masks.ones, w + 1) != 0;
+        Word left = newLater ? nonZero : nonZero & throughLast(ones);
         Word late = nonZero & ~left;
         const auto& coefficients = orderInWord(order, w);
         while (left != 0) {
@@ -106,7 +124,7 @@ void packRefine(const Order& order, const CoefficientMasks& masks, const vela::A
             run += k - next;
             next = k + 1;
             for (; __builtin_expect(run > 15, false); run -= 16) {
-                packSymbol(out, counts, vela::kSymbolZrl);
+                packSymbol(out, counts, kSymbolZrl);
                 own.pack(out);
             }
             const auto value = static_cast<uint32_t>(coefficients(k));
@@ -130,16 +148,18 @@ void packRefine(const Order& order, const CoefficientMasks& masks, const vela::A
     if (next < 0) {
         coder.eobRun++;
         coder.correctionCount = static_cast<int32_t>(pending - coder.correctionBits);
-        if (coder.correctionCount > vela::kMaxPendingCorrections ||
-            coder.eobRun >= vela::kMaxEobRun)
-            vela::packPending(*scan.buffer, counts, coder);
+        if (coder.correctionCount > kMaxPendingCorrections || coder.eobRun >= kMaxEobRun)
+            packPending(*scan.buffer, counts, coder);
     }
 }
 
-template <class Isa>
-void packAc(const int16_t* block, const vela::AcScan& first, const vela::AcScan& refine) {
-    typename Isa::Order order;
-    const CoefficientMasks masks = Isa::masks(block, order);
+template <class Scan>
+void packMasked(const int16_t* block, const AcScan& first, const AcScan& refine) {
+    typename Scan::Order order;
+    const CoefficientMasks masks = Scan::masks(block, order);
     packFirst(order, masks, first);
     packRefine(order, masks, refine);
 }
+
+} // namespace
+} // namespace vela::VELA_ISA
