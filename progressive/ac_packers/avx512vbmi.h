@@ -62,7 +62,7 @@ inline bool packFirstAtOnce(__m512i magnitudes, uint64_t negative, const Coeffic
                             const AcScan& scan) {
     const uint64_t taken = masks.nonZero & ~masks.ones;
     const int32_t count = __builtin_popcountll(taken);
-    const __m512i indices = _mm512_maskz_compress_epi8(taken, _mm512_load_si512(kIndices.bytes));
+    const __m512i indices = _mm512_maskz_compress_epi8(taken, load(kIndices));
     const __m512i before =
         _mm512_maskz_permutexvar_epi8(~uint64_t{1}, load(kElementBefore), indices);
     const __m512i runs = _mm512_sub_epi8(_mm512_sub_epi8(indices, before), _mm512_set1_epi8(1));

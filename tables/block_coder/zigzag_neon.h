@@ -1,9 +1,14 @@
-// zz
+// A block's coefficients in zigzag order, and masks of them that NEON makes. Masks are visited in words of 64
+// bits on AArch64 and of 32 on ARMv7-A, where 64 take two registers.
 #pragma once
 
 #include <arm_neon.h>
 
+#include <cstddef>
+#include <cstdint>
+
 #include "cpu/isa.h"
+#include "cpu/table.h"
 #include "state/zigzag.h"
 
 namespace vela::VELA_ISA {
@@ -67,22 +72,17 @@ inline uint8x16_t magnitudeBytes(const int16_t* twoRows) {
 /// word k / kWordBits.
 ///
 ///     slices[s]     lanes 0..7: bit s of bytes 0..7     lanes 8..15: bit s + 4 of bytes 0..7
-struct MaskOrder {
-    alignas(16) uint8_t slices[4][16];
+constexpr Table<uint8_t, 64> kMaskOrder = makeTable<uint8_t, 64>([](int32_t i) {
+    const int32_t slice = i / 16, lane = i % 16;
+    const int32_t bit = 8 * (lane % 8) + slice + (lane < 8 ? 0 : 4); // of 64
+    const int32_t position = makeTransposedZigzag()[static_cast<size_t>(bit ^ (kWordBits - 1))];
+    const int32_t row = position / 8;
+    return 16 * (row / 2) + 2 * (position % 8) + row % 2;
+});
 
-    constexpr MaskOrder() : slices() {
-        for (size_t s = 0; s < 4; s++) {
-            for (size_t lane = 0; lane < 16; lane++) {
-                const size_t bit = 8 * (lane % 8) + s + (lane < 8 ? 0 : 4); // of 64
-                const size_t position = vela::makeTransposedZigzag()[bit ^ (kWordBits - 1)];
-                const size_t row = position / 8;
-                slices[s][lane] =
-                    static_cast<uint8_t>(16 * (row / 2) + 2 * (position % 8) + row % 2);
-            }
-        }
-    }
-};
-constexpr MaskOrder kMaskOrder;
+inline uint8x16_t slice(int32_t s) {
+    return vld1q_u8(kMaskOrder.of + 16 * s);
+}
 
 // The slices of a block's bytes, and the masks of the bytes' bits 0 and 7. Each insertion to the
 // left replaces what the slices before it have left above their bits, each one to the right what is
@@ -97,10 +97,8 @@ template <uint8x16_t bytesOf(const int16_t* twoRows)>
 Slices slicesOf(const int16_t* block) {
     const uint8x16x4_t bytes = {
         {bytesOf(block), bytesOf(block + 16), bytesOf(block + 32), bytesOf(block + 48)}};
-    return {{vqtbl4q_u8(bytes, vld1q_u8(kMaskOrder.slices[0])),
-             vqtbl4q_u8(bytes, vld1q_u8(kMaskOrder.slices[1])),
-             vqtbl4q_u8(bytes, vld1q_u8(kMaskOrder.slices[2])),
-             vqtbl4q_u8(bytes, vld1q_u8(kMaskOrder.slices[3]))}};
+    return {{vqtbl4q_u8(bytes, slice(0)), vqtbl4q_u8(bytes, slice(1)), vqtbl4q_u8(bytes, slice(2)),
+             vqtbl4q_u8(bytes, slice(3))}};
 }
 
 inline uint8x8_t maskOfBit0(const Slices& slices) {
@@ -145,7 +143,7 @@ Slices slicesOf(const int16_t* block) {
     };
     Slices slices;
     for (int32_t s = 0; s < 4; s++) {
-        const uint8x16_t at = vld1q_u8(kMaskOrder.slices[s]);
+        const uint8x16_t at = slice(s);
         const uint8x16_t wrapped = vsubq_u8(at, vdupq_n_u8(32));
         slices.of[s] = pick(vget_low_u8(at), vget_low_u8(wrapped));
         slices.of[s + 4] = pick(vget_high_u8(at), vget_high_u8(wrapped));
@@ -186,15 +184,9 @@ inline uint8x8_t zeroMask(const int16_t* block) {
 }
 
 /// Offsets in bytes of the coefficients in a block of transposed order, by zigzag index.
-struct ByteOffsets {
-    uint8_t of[64];
-
-    constexpr ByteOffsets() : of() {
-        for (size_t k = 0; k < 64; k++)
-            of[k] = static_cast<uint8_t>(sizeof(int16_t) * vela::makeTransposedZigzag()[k]);
-    }
-};
-constexpr ByteOffsets kByteOffsets;
+constexpr Table<uint8_t, 64> kByteOffsets = makeTable<uint8_t, 64>([](int32_t k) {
+    return static_cast<int32_t>(sizeof(int16_t)) * makeTransposedZigzag()[static_cast<size_t>(k)];
+});
 
 /// The coefficients of a block of transposed order, by zigzag index from some index on.
 struct OffsetOrder {

@@ -1,9 +1,12 @@
-// zz
+// Non-zero coefficients in zigzag order on x86 vectors. Blocks are in transposed order: position 8 * column +
+// row.
 #pragma once
 
 #include <immintrin.h>
 
 #include "cpu/isa.h"
+#include "cpu/table.h"
+#include "cpu/vectors_x86.h"
 #include "state/zigzag.h"
 #include "vela/primitives.h"
 
@@ -22,111 +25,93 @@ struct TransposedOrder {
     int32_t operator()(int32_t k) const { return block[_ntIZigZagIndex[k]]; }
 };
 
-/// Shuffle control that picks, for 16 zigzag indices from first on, those of the 16 transposed
-/// positions from base on, and zeros for the others.
-struct ZigzagControl {
-    alignas(16) int8_t bytes[4 /* index / 16 */][4 /* position / 16 */][16];
-
-    constexpr ZigzagControl() : bytes() {
-        for (size_t k = 0; k < 64; k++)
-            for (size_t source = 0; source < 4; source++)
-                bytes[k / 16][source][k % 16] =
-                    static_cast<int8_t>(vela::makeTransposedZigzag()[k] / 16 == source
-                                            ? vela::makeTransposedZigzag()[k] % 16
-                                            : -1);
-    }
-};
-constexpr ZigzagControl kZigzagControl;
+/// Shuffle control that picks, for the 16 zigzag indices from 16 * index on, those that stand at the 16
+/// transposed positions from 16 * source on, and zeros for the others. Four of them, or fewer where nothing
+/// comes from a source, make sixteen bytes in order:
+///
+///     source 0 | source 1 | source 2 | source 3     64 bytes by position
+///     .. each shuffled, zeros elsewhere, and or-ed together
+///     16 bytes by zigzag index
+template <size_t index, size_t source>
+constexpr Table<int8_t, 16> kZigzagControl = makeTable<int8_t, 16>([](int32_t i) {
+    const uint8_t position = makeTransposedZigzag()[16 * index + static_cast<size_t>(i)];
+    return position / 16 == source ? position % 16 : -1;
+});
 
 /// In 128 bits: a byte per coefficient, put in order, tested.
 struct Scan128 {
     using Order = TransposedOrder;
 
-    static __m128i load(const int16_t* from) {
-        return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
-    }
+    struct Bytes {
+        V128 of[4];
+    };
 
-    /// Zigzag bytes 16c..16c + 15, of which none comes from the sources not given.
-    template <int32_t c, int32_t... source>
-    static __m128i ordered(const __m128i (&bytes)[4]) {
-        __m128i result = _mm_setzero_si128();
+    /// Zigzag bytes 16 * index on, of which none comes from the sources not given.
+    template <size_t index, size_t... source>
+    VELA_INLINE static V128 ordered(const Bytes& bytes) {
+        V128 result = V128::zero();
         ((result =
-              _mm_or_si128(result, _mm_shuffle_epi8(bytes[source],
-                                                    _mm_load_si128(reinterpret_cast<const __m128i*>(
-                                                        kZigzagControl.bytes[c][source]))))),
+              result | shuffle8(bytes.of[source], V128::load(kZigzagControl<index, source>.of))),
          ...);
         return result;
     }
 
-    /// A bit for every byte of 16c..16c + 15 that equals value.
-    template <int32_t c>
-    static uint64_t equalBits(__m128i bytes, int32_t value) {
-        const __m128i equal = _mm_cmpeq_epi8(bytes, _mm_set1_epi8(static_cast<int8_t>(value)));
-        return uint64_t{static_cast<uint32_t>(_mm_movemask_epi8(equal))} << (16 * c);
+    /// A bit for every byte that equals value, bit 16 * index for the first one.
+    template <int32_t index>
+    VELA_INLINE static uint64_t equalBits(V128 bytes, int32_t value) {
+        const __m128i equal = _mm_cmpeq_epi8(bytes.raw, _mm_set1_epi8(static_cast<int8_t>(value)));
+        return uint64_t{static_cast<uint32_t>(_mm_movemask_epi8(equal))} << (16 * index);
     }
 
     /// The coefficients in zigzag order, saturated to bytes, so that what was not 0 is not and what was
-    /// not of magnitude 1 is not either. False if there is none but DC; ordered is not set then.
-    static bool orderedBytes(const int16_t* block, __m128i (&orderedBytes)[4]) {
-        __m128i bytes[4];
+    /// not of magnitude 1 is not either. False if there is none but DC; inOrder is not set then.
+    VELA_INLINE static bool orderedBytes(const int16_t* block, Bytes& inOrder) {
+        Bytes bytes;
         for (int32_t i = 0; i < 4; i++)
-            bytes[i] = _mm_packs_epi16(load(block + 16 * i), load(block + 16 * i + 8));
-        const __m128i dcAlone = _mm_cvtsi32_si128(0xFF);
-        const __m128i ac = _mm_or_si128(_mm_or_si128(_mm_andnot_si128(dcAlone, bytes[0]), bytes[1]),
-                                        _mm_or_si128(bytes[2], bytes[3]));
-        if (_mm_testz_si128(ac, ac) != 0)
+            bytes.of[i] = {_mm_packs_epi16(V128::load(block + 16 * i).raw,
+                                           V128::load(block + 16 * i + 8).raw)};
+        const V128 acOfFirst = {_mm_andnot_si128(_mm_cvtsi32_si128(0xFF), bytes.of[0].raw)};
+        const V128 ac = (acOfFirst | bytes.of[1]) | (bytes.of[2] | bytes.of[3]);
+        if (_mm_testz_si128(ac.raw, ac.raw) != 0)
             return false;
-        orderedBytes[0] = ordered<0, 0, 1, 2>(bytes);
-        orderedBytes[1] = ordered<1, 0, 1, 2, 3>(bytes);
-        orderedBytes[2] = ordered<2, 0, 1, 2, 3>(bytes);
-        orderedBytes[3] = ordered<3, 1, 2, 3>(bytes);
+        inOrder.of[0] = ordered<0, 0, 1, 2>(bytes);
+        inOrder.of[1] = ordered<1, 0, 1, 2, 3>(bytes);
+        inOrder.of[2] = ordered<2, 0, 1, 2, 3>(bytes);
+        inOrder.of[3] = ordered<3, 1, 2, 3>(bytes);
         return true;
     }
 
-    static uint64_t zeroBits(const __m128i (&bytes)[4]) {
-        return equalBits<0>(bytes[0], 0) | equalBits<1>(bytes[1], 0) | equalBits<2>(bytes[2], 0) |
-               equalBits<3>(bytes[3], 0);
+    VELA_INLINE static uint64_t zeroBits(const Bytes& bytes) {
+        return equalBits<0>(bytes.of[0], 0) | equalBits<1>(bytes.of[1], 0) |
+               equalBits<2>(bytes.of[2], 0) | equalBits<3>(bytes.of[3], 0);
     }
 
+    VELA_INLINE static V128 absolute8(V128 x) { return {_mm_abs_epi8(x.raw)}; }
+
     /// Non-zero AC coefficients.
-    static uint64_t scan(const int16_t* block, Order& order) {
+    VELA_INLINE static uint64_t scan(const int16_t* block, Order& order) {
         order.block = block;
-        __m128i bytes[4];
+        Bytes bytes;
         return orderedBytes(block, bytes) ? ~zeroBits(bytes) & ~uint64_t{1} : 0;
     }
 
-    static CoefficientMasks masks(const int16_t* block, Order& order) {
+    VELA_INLINE static CoefficientMasks masks(const int16_t* block, Order& order) {
         order.block = block;
-        __m128i bytes[4];
+        Bytes bytes;
         if (!orderedBytes(block, bytes))
             return {0, 0};
         const uint64_t ones =
-            equalBits<0>(_mm_abs_epi8(bytes[0]), 1) | equalBits<1>(_mm_abs_epi8(bytes[1]), 1) |
-            equalBits<2>(_mm_abs_epi8(bytes[2]), 1) | equalBits<3>(_mm_abs_epi8(bytes[3]), 1);
+            equalBits<0>(absolute8(bytes.of[0]), 1) | equalBits<1>(absolute8(bytes.of[1]), 1) |
+            equalBits<2>(absolute8(bytes.of[2]), 1) | equalBits<3>(absolute8(bytes.of[3]), 1);
         return {~zeroBits(bytes) & ~uint64_t{1}, ones & ~uint64_t{1}};
     }
 };
 
 #ifdef __AVX512BW__
-struct ZigzagWords {
-    alignas(64) int16_t position[64];
-
-    constexpr ZigzagWords() : position() {
-        for (size_t k = 0; k < 64; k++)
-            position[k] = vela::makeTransposedZigzag()[k];
-    }
-};
-constexpr ZigzagWords kZigzagWords;
-
-struct CountingBytes {
-    alignas(64) uint8_t bytes[64];
-
-    constexpr CountingBytes() : bytes() {
-        for (size_t k = 0; k < 64; k++)
-            bytes[k] = static_cast<uint8_t>(k);
-    }
-};
-constexpr CountingBytes kIndices;
+/// Transposed positions by zigzag index, and the indices themselves.
+constexpr Table<int16_t, 64> kZigzagWords = makeTable<int16_t, 64>(
+    [](int32_t k) { return makeTransposedZigzag()[static_cast<size_t>(k)]; });
+constexpr Table<uint8_t, 64> kIndices = makeTable<uint8_t, 64>([](int32_t k) { return k; });
 
 /// In 512 bits: the coefficients themselves are put in order.
 struct Scan512 {
@@ -136,44 +121,44 @@ struct Scan512 {
     };
 
     struct Ordered {
-        __m512i first, second;
+        __m512i first, second; // 32 coefficients each
     };
 
     /// Loaded as the transform has stored it, in 128 bits, so that a block that was stored just now
     /// comes straight from the store buffer.
-    static __m512i half(const int16_t* block) {
-        const auto quarter = [block](int32_t i) { return Scan128::load(block + 8 * i); };
-        return _mm512_inserti64x4(_mm512_castsi256_si512(_mm256_set_m128i(quarter(1), quarter(0))),
-                                  _mm256_set_m128i(quarter(3), quarter(2)), 1);
+    VELA_INLINE static __m512i half(const int16_t* block) {
+        const auto quarter = [block](int32_t i) { return V128::load(block + 8 * i); };
+        return V512::join(V256::join(quarter(0), quarter(1)), V256::join(quarter(2), quarter(3)))
+            .raw;
     }
 
-    static Ordered ordered(const int16_t* block) {
+    ///     low: positions 0..31 | high: positions 32..63   to   zigzag 0..31 | zigzag 32..63
+    VELA_INLINE static Ordered ordered(const int16_t* block) {
         const __m512i low = half(block);
         const __m512i high = half(block + 32);
-        return {
-            _mm512_permutex2var_epi16(low, _mm512_load_si512(kZigzagWords.position), high),
-            _mm512_permutex2var_epi16(low, _mm512_load_si512(kZigzagWords.position + 32), high)};
+        return {_mm512_permutex2var_epi16(low, _mm512_load_si512(kZigzagWords.of), high),
+                _mm512_permutex2var_epi16(low, _mm512_load_si512(kZigzagWords.of + 32), high)};
     }
 
-    static Ordered ordered(const int16_t* block, Order& order) {
+    VELA_INLINE static Ordered ordered(const int16_t* block, Order& order) {
         const Ordered words = ordered(block);
         _mm512_store_si512(order.values, words.first);
         _mm512_store_si512(order.values + 32, words.second);
         return words;
     }
 
-    static uint64_t nonZeroBits(const Ordered& words) {
+    VELA_INLINE static uint64_t nonZeroBits(const Ordered& words) {
         return (uint64_t{_mm512_test_epi16_mask(words.first, words.first)} |
                 uint64_t{_mm512_test_epi16_mask(words.second, words.second)} << 32) &
                ~uint64_t{1};
     }
 
     /// Non-zero AC coefficients.
-    static uint64_t scan(const int16_t* block, Order& order) {
+    VELA_INLINE static uint64_t scan(const int16_t* block, Order& order) {
         return nonZeroBits(ordered(block, order));
     }
 
-    static CoefficientMasks masks(const int16_t* block, Order& order) {
+    VELA_INLINE static CoefficientMasks masks(const int16_t* block, Order& order) {
         const Ordered words = ordered(block, order);
         const __m512i one = _mm512_set1_epi16(1);
         const uint64_t ones =
