@@ -63,6 +63,8 @@ void failEvery(uint32_t mode, uint32_t bufferMode, int Faults::*fault, int Host:
                 break;
             }
             ASSERT_EQ(result.status, expect(format, n)) << describe(picture) << " call " << n;
+            const bool askedAgain = result.status != ENC_STATUS_OK && host.*calls != n;
+            ASSERT_FALSE(askedAgain) << describe(picture) << " call " << n;
         }
     }
 }
@@ -173,6 +175,7 @@ TEST(FailingCallbacks, EveryFlushWhereverTheBufferEnds) {
                     break;
                 }
                 ASSERT_EQ(status, ENC_STATUS_OUTPUT_FULL) << bytes << " bytes, flush " << n;
+                ASSERT_EQ(host.flushes, n) << bytes; // not once more
             }
         }
     }

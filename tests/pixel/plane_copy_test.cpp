@@ -34,6 +34,10 @@ TEST(PlaneCopies, CopyWhatTheySayAndNothingElse) {
     czxCopy_8u_C3R(bytes, 31, target.data(), 20, 4, -1);
     EXPECT_TRUE(copied(30));
     EXPECT_TRUE(target.intact());
+
+    uint8_t column[3] = {};
+    czxCopy_8u_C1R(bytes, 31, column, 1, 1, 3); // a single element
+    EXPECT_EQ(column[2], bytes[62]);
 }
 
 } // namespace
