@@ -3,8 +3,8 @@
 # Builds and runs every test, installing first what that needs and this machine lacks: optimised
 # with GCC, then with Clang under AddressSanitizer and UndefinedBehaviorSanitizer, where a fuzzer
 # runs for 20 seconds as well; without vector kernels; and for ARMv7, AArch64, s390x (big-endian) and
-# 32-bit x86, under emulation where the machine cannot run them itself.
-# Warnings are errors in all builds.
+# 32-bit x86, under emulation where the machine cannot run them itself; last, examples/firmware is booted
+# on an emulated board. Warnings are errors in all builds.
 set -euo pipefail
 source "$(dirname "$0")/common.sh"
 cd "$root"
@@ -12,10 +12,11 @@ cd "$root"
 require_packages "${build_packages[@]}" clang clang-format libclang-rt-dev llvm \
     libgtest-dev libjpeg-dev libjpeg-turbo-progs netpbm perl pkg-config \
     g++-arm-linux-gnueabihf g++-aarch64-linux-gnu g++-s390x-linux-gnu g++-i686-linux-gnu \
-    qemu-user googletest
+    qemu-user googletest \
+    gcc-arm-none-eabi libnewlib-arm-none-eabi libstdc++-arm-none-eabi-newlib qemu-system-arm
 
 passed=0 failed=0
-for preset in ci asan plain armv7 aarch64 s390x i686; do
+for preset in ci asan plain armv7 aarch64 s390x i686 firmware firmware-small; do
     say "$preset: build"
     cmake --preset "$preset"
     cmake --build --preset "$preset"
