@@ -23,13 +23,13 @@ constexpr int64_t kScanStatsBytes = kScanStatsEntries * int64_t{sizeof(uint32_t)
 //     MCU block area                          blockBytes
 //     edge buffer                             edgeBytes, where a partial MCU exists
 //   and in progressive mode, n being the number of scans:
-//     coder states of scans 2 .. n            (n - 1) x 1359 bytes
-//     symbol counts of scans 1 .. n           n x 1028 bytes
+//     coder states of the scans that have one (n - 1) x 1359 bytes
+//     symbol counts of all scans              n x 1028 bytes
 //     deferred blocks                         extraBytes, 4:2:0 only
 //
 // Every area counts with its slack, so that the sum holds the boundaries too. Baseline:
 constexpr int64_t kBaselineFixedBytes = 6835;
-// Progressive: the tables, and for each scan a coder state (but for the first) and its counts:
+// Progressive: the tables, and for each scan a coder state, if it has one, and its counts:
 constexpr int64_t kTablesBytes = 4 * kHuffmanAreaBytes;
 constexpr int64_t kScanStatsRoom = 1087; // the counts and slack
 
@@ -67,13 +67,15 @@ void* allocate(const EncoderState_JPEG& state, uint32_t bytes, uint32_t alignmen
 
 /// Coder states, symbol counts and deferred blocks of the progressive scans.
 void carveScanAreas(Carver& carver, BufSpec* bufSpec, EncoderState_JPEG* state) {
-    const int32_t scans = state->scanBufferCount;
-    for (int32_t i = 1; i < scans; i++) { // scan 1, DC first, needs no coder state
+    const ScanPlan& plan = scanPlanOf(state->scanBufferCount);
+    for (int32_t i = 0; i < plan.count; i++) {
+        if (!hasCoder(plan.rows[i]))
+            continue;
         uint8_t* const area = carver.take(kHuffmanAreaBytes, kTableAlignment);
         veliEncodeHuffmanStateInit_JPEGENC_8u(reinterpret_cast<uint32_t*>(area));
         state->scanCoder[i] = reinterpret_cast<ScanCoderState*>(area);
     }
-    for (int32_t i = 0; i < scans; i++) {
+    for (int32_t i = 0; i < plan.count; i++) {
         uint8_t* const area = carver.take(kScanStatsBytes, kTableAlignment);
         std::memset(area, 0, kScanStatsBytes);
         state->scanStats[i] = reinterpret_cast<uint32_t*>(area);
@@ -85,7 +87,7 @@ void carveScanAreas(Carver& carver, BufSpec* bufSpec, EncoderState_JPEG* state) 
     }
     // The output's bit writer uses the coder state of the DC refinement scan, which is done with
     // it.
-    state->scanWorkArea = state->scanCoder[scans == 4 ? 2 : 4];
+    state->scanWorkArea = state->scanCoder[plan.scansOf[0].dcRefine];
 }
 
 /// One block of the MCU: where it lies, and its component's predictor and tables.
@@ -97,17 +99,14 @@ void describeBlock(BlockSpec* blockSpec, int32_t block, int16_t* samples, int32_
     blockSpec->blockAcTable[block] = state->acCodeTable[component];
     blockSpec->blockQuant[block] = state->blockQuantTable[component];
 
-    // 0-based scan numbers: colour has DC first, AC first of Y, Cb, Cr, DC refinement, AC
-    // refinement of Y, Cb, Cr; grey has DC first, AC first, DC refinement, AC refinement.
-    // Chrominance DC symbols are counted in the place of the DC refinement scan, which has no
-    // symbols of its own.
-    const bool grey = blockSpec->chromaBlocks == 0;
-    const int32_t dcRefine = grey ? 2 : 4;
-    const int32_t acFirst = 1 + component;
-    const int32_t acRefine = grey ? 3 : 5 + component;
-    blockSpec->blockScan[block] = {0, dcRefine, acFirst, acRefine};
-    blockSpec->blockStats[block] = {component == 0 ? 0 : dcRefine, acFirst, acRefine};
-    blockSpec->blockCoder[block] = {dcRefine, acFirst, acRefine};
+    // Counts and coders have the scans' numbers; chrominance DC symbols are counted in the place of the
+    // DC refinement scan, which has no symbols of its own.
+    const ScanPlan& plan = blockSpec->chromaBlocks == 0 ? kGrayPlan : kColorPlan;
+    const BlockScans& scan = plan.scansOf[component];
+    blockSpec->blockScan[block] = scan;
+    blockSpec->blockStats[block] = {component == 0 ? scan.dcFirst : scan.dcRefine, scan.acFirst,
+                                    scan.acRefine};
+    blockSpec->blockCoder[block] = {scan.dcRefine, scan.acFirst, scan.acRefine};
 }
 
 } // namespace
@@ -154,17 +153,11 @@ Status velaInitBufSpec_JPEG(BufSpec* bufSpec, const Picture_JPEG* picture, const
 Status velaInitScanBitstream_JPEG(const MCUSpec* mcuSpec, const ImageSpec* imageSpec,
                                   EncoderState_JPEG* state) {
     const int64_t blocks = int64_t{mcuSpec->blocksPerMcu} * mcuSpec->mcuCount;
-    const int64_t coefficients = kBlockSamples * blocks;
-    const int64_t greyBytes[4] = {2 * blocks, coefficients / 8, blocks / 8, coefficients / 8};
-    const int64_t colourBytes[8] = {2 * blocks,         coefficients / 32, coefficients / 512,
-                                    coefficients / 512, blocks / 8,        coefficients / 16,
-                                    coefficients / 256, coefficients / 256};
-    const bool grey = imageSpec->colorFormat == JPEG_CF_GRAY8;
-    const int64_t* const bytes = grey ? greyBytes : colourBytes;
-
-    state->scanBufferCount = grey ? 4 : 8;
-    for (int32_t i = 0; i < state->scanBufferCount; i++) {
-        const int64_t size = bytes[i] + kScanBufferReserve;
+    const ScanPlan& plan =
+        colorFormatOf(imageSpec->colorFormat)->componentCount == 1 ? kGrayPlan : kColorPlan;
+    state->scanBufferCount = plan.count;
+    for (int32_t i = 0; i < plan.count; i++) {
+        const int64_t size = blocks * plan.rows[i].initialEighths / 8 + kScanBufferReserve;
         if (size > std::numeric_limits<int32_t>::max())
             return ENC_STATUS_NOMEM;
         void* const block = allocate(*state, static_cast<uint32_t>(size), kTableAlignment);

@@ -18,7 +18,74 @@ static_assert(kMaxAcFirstBytes == 197 && 2 * kMaxAcFirstBytes + kPackerSlack <= 
 static_assert(kMaxAcRefineBytes == 299 &&
               2 * kMaxAcRefineBytes + kPackerSlack <= kScanBufferReserve);
 
+constexpr bool kPairsAlone = kColorPlan.paired && kGrayPlan.paired;
+
+/// Whether each component's AC scans are the pair that the kernels pack.
+bool hasPairs(const EncoderState_JPEG& st) {
+    return kPairsAlone || scanPlanOf(st.scanBufferCount).paired;
+}
+
+/// Calls use(index, row) for each AC scan of a component.
+template <class Use>
+void forEachAc(const EncoderState_JPEG& st, int32_t component, Use use) {
+    const ScanPlan& plan = scanPlanOf(st.scanBufferCount);
+    for (int32_t i = 0; i < plan.count; i++)
+        if (plan.rows[i].component == component)
+            use(i, plan.rows[i]);
+}
+
+// An AC scan's counts and coder have the scan's own number.
+
+void packScan(EncoderState_JPEG* st, const int16_t* samples, int32_t i, const ScanRow& row) {
+    const auto pack = row.kind == ScanKind::acFirst ? velaPackACFirst_JPEG : velaPackACRefine_JPEG;
+    pack(samples, st->scanStats[i], &st->scanBuffer[i], st->scanCoder[i], row.Ss, row.Se, row.Al);
+}
+
+void flushScan(EncoderState_JPEG* st, int32_t i, ScanKind kind) {
+    const auto flush = kind == ScanKind::acFirst ? velaCoeffPack_ACFirstFlush_JPEG
+                                                 : velaCoeffPack_ACRefineFlush_JPEG;
+    flush(st->scanStats[i], &st->scanBuffer[i], st->scanCoder[i]);
+}
+
+void packMarker(Bitstream_JPEG& buffer, uint32_t n) {
+    packByte(buffer, 0xFF);
+    packByte(buffer, kMarkerRst0 + n);
+}
+
+/// Counts a unit of a group of scans, by the group's first one; 0 where it completes their interval.
+uint32_t countDown(EncoderState_JPEG* st, int32_t first) {
+    return --st->restartCounter.scanIntervalLeft[first];
+}
+
+/// Begins the group's next interval; the number of the marker between the two.
+uint32_t beginInterval(EncoderState_JPEG* st, int32_t first) {
+    RestartCounter& counter = st->restartCounter;
+    const uint32_t n = counter.scanRstIndex[first] & 7;
+    counter.scanIntervalLeft[first] = st->restartInterval;
+    counter.scanRstIndex[first] = (n + 1) & 7;
+    return n;
+}
+
+/// A component's AC scans one by one: of a script whose bands or bits are others than the kernels'.
+void packBands(EncoderState_JPEG* st, const int16_t* samples, int32_t component) {
+    forEachAc(*st, component,
+              [&](int32_t i, const ScanRow& row) { packScan(st, samples, i, row); });
+    const int32_t first = scanPlanOf(st->scanBufferCount).scansOf[component].acFirst;
+    if (st->restartInterval == 0 || countDown(st, first) != 0)
+        return;
+    const uint32_t n = beginInterval(st, first);
+    forEachAc(*st, component, [&](int32_t i, const ScanRow& row) {
+        flushScan(st, i, row.kind);
+        packMarker(st->scanBuffer[i], n);
+    });
+}
+
 void packAc(EncoderState_JPEG* st, const int16_t* samples, const BlockSpec& blocks, int32_t b) {
+    if (!hasPairs(*st)) {
+        const int32_t lumaBlocks = blocks.blockCount - blocks.chromaBlocks;
+        packBands(st, samples, b < lumaBlocks ? 0 : b - lumaBlocks + 1);
+        return;
+    }
     const BlockScans& scan = blocks.blockScan[b];
     const BlockStats& stats = blocks.blockStats[b];
     const BlockCoders& coder = blocks.blockCoder[b];
@@ -40,11 +107,6 @@ void packDc(EncoderState_JPEG* st, const BlockSpec& blocks) {
                               blocks.blockPredictor[b], kFirstAl);
     if (st->restartInterval > 0)
         velaRestartBitstream_JPEG(st, blocks.blockScan[0].dcFirst, blocks.blockScan[0].dcRefine, 0);
-}
-
-void packMarker(Bitstream_JPEG& buffer, uint32_t n) {
-    packByte(buffer, 0xFF);
-    packByte(buffer, kMarkerRst0 + n);
 }
 
 [[maybe_unused]] bool withinBuffers(const EncoderState_JPEG* st) {
@@ -97,58 +159,43 @@ Status velaCoeffPackEnd_JPEG(const BlockSpec* blocks, EncoderState_JPEG* st) {
 
     velaCoeffPack_DCRefineFlush_JPEG(&st->scanBuffer[blocks->blockScan[0].dcRefine],
                                      st->scanCoder[blocks->blockCoder[0].dcRefine]);
-    // The last luminance block, Cb and Cr stand for their components.
-    for (int32_t b = blocks->blockCount - blocks->chromaBlocks - 1; b < blocks->blockCount; b++) {
-        const BlockScans& scan = blocks->blockScan[b];
-        velaCoeffPack_ACFirstFlush_JPEG(st->scanStats[blocks->blockStats[b].acFirst],
-                                        &st->scanBuffer[scan.acFirst],
-                                        st->scanCoder[blocks->blockCoder[b].acFirst]);
-        velaCoeffPack_ACRefineFlush_JPEG(st->scanStats[blocks->blockStats[b].acRefine],
-                                         &st->scanBuffer[scan.acRefine],
-                                         st->scanCoder[blocks->blockCoder[b].acRefine]);
-    }
+    const ScanPlan& plan = scanPlanOf(st->scanBufferCount);
+    for (int32_t i = 0; i < plan.count; i++)
+        if (isAc(plan.rows[i]))
+            flushScan(st, i, plan.rows[i].kind);
     assert(withinBuffers(st));
     return ENC_STATUS_OK;
 }
 
 int32_t velaRestartBitstream_JPEG(EncoderState_JPEG* st, int32_t first, int32_t second,
                                   int32_t isAC) {
-    RestartCounter& counter = st->restartCounter;
-    if (--counter.scanIntervalLeft[first] != 0)
+    if (countDown(st, first) != 0)
         return ENC_STATUS_OK;
-
-    Bitstream_JPEG& firstBuffer = st->scanBuffer[first];
-    Bitstream_JPEG& secondBuffer = st->scanBuffer[second];
-    if (isAC != 0) { // an AC scan's counts and coder have the scan's own number
-        velaCoeffPack_ACFirstFlush_JPEG(st->scanStats[first], &firstBuffer, st->scanCoder[first]);
-        velaCoeffPack_ACRefineFlush_JPEG(st->scanStats[second], &secondBuffer,
-                                         st->scanCoder[second]);
+    if (isAC != 0) {
+        flushScan(st, first, ScanKind::acFirst);
+        flushScan(st, second, ScanKind::acRefine);
     } else {
-        velaCoeffPack_DCRefineFlush_JPEG(&secondBuffer, st->scanCoder[second]);
+        velaCoeffPack_DCRefineFlush_JPEG(&st->scanBuffer[second], st->scanCoder[second]);
         std::fill_n(st->dcPredictor, kMaxComponents, int16_t{0});
     }
-    const uint32_t n = counter.scanRstIndex[first] & 7;
-    packMarker(firstBuffer, n);
-    packMarker(secondBuffer, n);
-    counter.scanIntervalLeft[first] = st->restartInterval;
-    counter.scanRstIndex[first] = (n + 1) & 7;
+    const uint32_t n = beginInterval(st, first);
+    packMarker(st->scanBuffer[first], n);
+    packMarker(st->scanBuffer[second], n);
     return ENC_STATUS_OK;
 }
 
 void takeBackLastMarkers(EncoderState_JPEG* st) {
     if (st->restartInterval == 0)
         return;
-    const auto takeBack = [st](int32_t first, int32_t second) {
+    const ScanPlan& plan = scanPlanOf(st->scanBufferCount);
+    for (int32_t i = 0; i < plan.count; i++) {
+        const ScanRow& row = plan.rows[i];
+        const int32_t first =
+            isAc(row) ? plan.scansOf[row.component].acFirst : plan.scansOf[0].dcFirst;
         // Every unit counts down, so a full countdown means that the last one closed an interval.
-        if (st->restartCounter.scanIntervalLeft[first] != st->restartInterval)
-            return;
-        st->scanBuffer[first].cursor -= kMarkerBytes;
-        st->scanBuffer[second].cursor -= kMarkerBytes;
-    };
-    const BlockSpec& blocks = st->blockSpec;
-    takeBack(blocks.blockScan[0].dcFirst, blocks.blockScan[0].dcRefine);
-    for (int32_t b = blocks.blockCount - blocks.chromaBlocks - 1; b < blocks.blockCount; b++)
-        takeBack(blocks.blockScan[b].acFirst, blocks.blockScan[b].acRefine);
+        if (st->restartCounter.scanIntervalLeft[first] == st->restartInterval)
+            st->scanBuffer[i].cursor -= kMarkerBytes;
+    }
 }
 
 int32_t velaCoeffPack_DCRefineFlush_JPEG(Bitstream_JPEG* buf, ScanCoderState* coder) {

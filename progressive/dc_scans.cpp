@@ -35,9 +35,10 @@ Status velaEncodeScanData_Progressive_JPEG(Bitstream_JPEG* out, EncoderState_JPE
         return velaEncodeScanData_DCRefine_JPEG(out, scanBuf, st);
     case ScanKind::acFirst:
         return velaEncodeScanData_ACFirst_JPEG(out, scanBuf, acTable, st);
-    default:
+    case ScanKind::acRefine:
         return velaEncodeScanData_ACRefine_JPEG(out, scanBuf, acTable, st);
     }
+    return ENC_STATUS_ERR;
 }
 
 Status velaEncodeScanData_DCFirst_JPEG(Bitstream_JPEG* out, const Bitstream_JPEG* scanBuf,

@@ -33,7 +33,8 @@ Status writeScan(Bitstream_JPEG* out, EncoderState_JPEG* st) {
     if (kind != ScanKind::dcRefine) { // whose bits are not Huffman-coded
         const uint32_t index = st->restartCounter.scanIndex - 1;
         // Chrominance DC symbols are counted in the place of the DC refinement scan.
-        uint32_t* const counts[2] = {st->scanStats[index], st->scanStats[st->scanBufferCount / 2]};
+        const int32_t dcRefine = scanPlanOf(st->scanBufferCount).scansOf[0].dcRefine;
+        uint32_t* const counts[2] = {st->scanStats[index], st->scanStats[dcRefine]};
         status = velaBuildScanHuffTables_P_JPEG(counts, out, st);
     }
     if (status == ENC_STATUS_OK)

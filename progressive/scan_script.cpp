@@ -4,27 +4,33 @@
 
 namespace vela {
 
-constexpr int32_t nScanPar_Color_JPEG[8][4] = {
-    {0, 0, 0, 1},  // DC first, all components
-    {1, 63, 0, 1}, // AC first, Y
-    {1, 63, 0, 1}, // AC first, Cb
-    {1, 63, 0, 1}, // AC first, Cr
-    {0, 0, 1, 0},  // DC refinement, all components
-    {1, 63, 1, 0}, // AC refinement, Y
-    {1, 63, 1, 0}, // AC refinement, Cb
-    {1, 63, 1, 0}, // AC refinement, Cr
-};
+namespace {
 
-constexpr int32_t nScanPar_Gray_JPEG[4][4] = {
-    {0, 0, 0, 1},
-    {1, 63, 0, 1},
-    {0, 0, 1, 0},
-    {1, 63, 1, 0},
-};
+consteval void fillParameters(int32_t (&parameters)[4], const ScanRow& row) {
+    parameters[0] = row.Ss;
+    parameters[1] = row.Se;
+    parameters[2] = row.Ah;
+    parameters[3] = row.Al;
+}
 
-constexpr int32_t nCompIdx_JPEG[8][3] = {
-    {0, 1, 2}, {0, 0, 0}, {1, 0, 0}, {2, 0, 0}, {0, 1, 2}, {0, 0, 0}, {1, 0, 0}, {2, 0, 0},
-};
+consteval ScanTables makeTables() {
+    ScanTables tables{};
+    for (int32_t i = 0; i < kColorScanCount; i++) {
+        const ScanRow& row = kColorScans[i];
+        fillParameters(tables.color[i], row);
+        for (int32_t j = 0; j < 3; j++)
+            tables.components[i][j] = row.component == kAllComponents ? j
+                                      : j == 0                        ? row.component
+                                                                      : 0;
+    }
+    for (int32_t i = 0; i < kGrayScanCount; i++)
+        fillParameters(tables.gray[i], kGrayScans[i]);
+    return tables;
+}
+
+} // namespace
+
+constexpr ScanTables kScanTables = makeTables();
 
 Status velaInitScanParam_P_JPEG(EncoderState_JPEG* st) {
     const uint32_t index = st->restartCounter.scanIndex++;
@@ -34,7 +40,8 @@ Status velaInitScanParam_P_JPEG(EncoderState_JPEG* st) {
     if (format == nullptr)
         return ENC_STATUS_ERR;
     const bool grey = format->componentCount == 1;
-    const uint32_t scans = grey ? 4 : 8;
+    const ScanPlan& plan = grey ? kGrayPlan : kColorPlan;
+    const auto scans = static_cast<uint32_t>(plan.count);
     if (index >= scans)
         return ENC_STATUS_ERR;
 
@@ -44,7 +51,7 @@ Status velaInitScanParam_P_JPEG(EncoderState_JPEG* st) {
     scan.Se = row[1];
     scan.Ah = row[2];
     scan.Al = row[3];
-    scan.componentCount = !grey && scan.Se == 0 ? 3 : 1;
+    scan.componentCount = plan.rows[index].component == kAllComponents ? plan.componentCount : 1;
     for (int32_t j = 0; j < scan.componentCount; j++)
         scan.component[j] = &st->componentSpec[grey ? 0 : nCompIdx_JPEG[index][j]];
     return index + 1 == scans ? SCAN_LAST : SCAN_MORE;

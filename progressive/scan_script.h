@@ -6,19 +6,24 @@
 
 namespace vela {
 
-// Ss, Se, Ah, Al of each scan (T.81 B.2.3)
-extern const int32_t nScanPar_Color_JPEG[8][4];
-extern const int32_t nScanPar_Gray_JPEG[4][4];
+struct ScanTables {
+    int32_t color[kColorScanCount][4];
+    int32_t gray[kGrayScanCount][4];
+    int32_t components[kColorScanCount][3];
+};
+extern const ScanTables kScanTables; // made of the scan plan
 
-/// Components of each colour scan: the first componentCount of a row, 0 behind them.
-extern const int32_t nCompIdx_JPEG[8][3];
+// Ss, Se, Ah, Al of each scan (T.81 B.2.3)
+inline constexpr auto& nScanPar_Color_JPEG = kScanTables.color;
+inline constexpr auto& nScanPar_Gray_JPEG = kScanTables.gray;
+
+/// Components of each colour scan: the first componentCount of a row, 0 after them.
+inline constexpr auto& nCompIdx_JPEG = kScanTables.components;
 
 /// Sets up the next scan's ScanSpec, counts it and clears the output's bit writer. SCAN_MORE, or
-/// SCAN_LAST for the last scan; ENC_STATUS_ERR behind it and for a format without a script.
+/// SCAN_LAST for the last scan; ENC_STATUS_ERR after it and for a format without a script.
 [[nodiscard]] Status velaInitScanParam_P_JPEG(EncoderState_JPEG* st);
 
-/// What a scan holds.
-enum class ScanKind : uint8_t { dcFirst, acFirst, dcRefine, acRefine };
 ScanKind kindOf(const ScanSpec& scan);
 
 } // namespace vela

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "state/routines.h"
+#include "state/scan_plan.h"
 #include "state/source_layout.h"
 #include "vela/primitives.h"
 
@@ -13,7 +14,6 @@ namespace vela {
 inline constexpr int32_t kBlockSamples = 64; // of one 8 x 8 block
 inline constexpr int32_t kMaxComponents = 4;
 inline constexpr int32_t kMaxBlocksPerMcu = 6;
-inline constexpr int32_t kMaxScans = 8;
 
 struct ImageSpec {
     int32_t width;  // in pixels
@@ -101,14 +101,8 @@ struct BufSpec {
     uint8_t* edgeBuffer[2]; // null where the picture has whole MCUs only
 };
 
-/// Indices of the scan buffers, count tables and coder states that a block contributes to in
-/// progressive mode.
-struct BlockScans {
-    int32_t dcFirst;
-    int32_t dcRefine;
-    int32_t acFirst;
-    int32_t acRefine;
-};
+/// Indices of the count tables and coder states that a block contributes to in progressive mode, beside
+/// those of the scan buffers (BlockScans, state/scan_plan.h).
 struct BlockStats {
     int32_t dc;
     int32_t acFirst;
@@ -217,7 +211,7 @@ struct EncoderState_JPEG {
     uint32_t* scanStats[vela::kMaxScans]; // kScanStatsEntries counts each
     vela::ScanCoderState* scanCoder[vela::kMaxScans];
     int16_t* deferredCursor;
-    int32_t scanBufferCount; // 4 for grey, 8 for colour, 0 in baseline mode
+    int32_t scanBufferCount; // that of the scan plan, 0 in baseline mode
 
     const vela::RoutineTable* routines; // of the instruction set that set-up chose
     vela::SourceLayout sourceLayout;

@@ -6,17 +6,10 @@
 namespace vela {
 namespace {
 
-/// The buffers that fill fastest (DC first, luminance AC first and refinement) grow in larger
-/// steps.
-int32_t growthBytes(int32_t scanBufferCount, int32_t index) {
-    const int32_t lumaRefine = scanBufferCount == 4 ? 3 : 5;
-    return index == 0 || index == 1 || index == lumaRefine ? 4096 : 1024;
-}
-
 /// Rarely called, unlike the check, which is better off without its code.
 [[nodiscard, gnu::noinline]] Status growBuffer(Bitstream_JPEG& buffer, EncoderState_JPEG* state) {
-    const auto index = static_cast<int32_t>(&buffer - state->scanBuffer);
-    const int32_t growBy = growthBytes(state->scanBufferCount, index);
+    const auto index = &buffer - state->scanBuffer;
+    const int32_t growBy = scanPlanOf(state->scanBufferCount).rows[index].growthBytes;
     if (buffer.size > std::numeric_limits<int32_t>::max() - growBy)
         return ENC_STATUS_NOMEM;
     const int32_t newSize = buffer.size + growBy;

@@ -7,10 +7,6 @@
 
 namespace vela {
 
-// Low bits that the first scan of a band leaves out, and its refinement
-inline constexpr int32_t kFirstAl = 1;
-inline constexpr int32_t kRefineAl = 0;
-
 /// Zigzag coefficients Ss..Se without their Al low bits. Returns 0.
 int32_t velaPackACFirst_JPEG(const int16_t* block, uint32_t* counts, Bitstream_JPEG* buf,
                              ScanCoderState* coder, int32_t Ss, int32_t Se, int32_t Al);
