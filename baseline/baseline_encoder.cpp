@@ -15,30 +15,30 @@ public:
 
     [[nodiscard]] Status beginRow() { return ENC_STATUS_OK; }
 
-    [[nodiscard]] Status mcu(int32_t, int32_t) {
+    [[nodiscard]] Status room(int32_t& count) {
         if (streamRoom(*stream_) < kMcuReserve) { // asked here, since there mostly is that room
             const Status status = czFlushStreamBytes_JPEGENC(stream_, kMcuReserve, state_->flush,
                                                              state_->flushContext);
             if (status != ENC_STATUS_OK)
                 return status;
         }
-        return velaHuffmanEncode_BLS_JPEG(stream_, &state_->blockSpec, state_);
+        if (count > 1)
+            count = mcusInPlace(*stream_, *state_, count);
+        return ENC_STATUS_OK;
     }
 
-    int32_t mcusAtOnce(int32_t most) const { return vela::mcusAtOnce(*stream_, *state_, most); }
-
-    [[nodiscard]] Status mcus(const BlockSpec& blocks, int32_t count) {
-        return encodeMcusAtOnce(stream_, blocks, count, state_);
+    [[nodiscard]] Status take(const BlockSpec& blocks, int32_t count, int32_t, int32_t) {
+        return codeMcus(stream_, blocks, count, state_);
     }
 
-    [[nodiscard]] Status endRow(int32_t) { return ENC_STATUS_OK; }
+    [[nodiscard]] Status endRow() { return ENC_STATUS_OK; }
 
 private:
     Bitstream_JPEG* stream_;
     EncoderState_JPEG* state_;
 };
 
-/// Where the last MCU has closed a restart interval, takes the marker behind it back: none may
+/// Where the last MCU has closed a restart interval, takes the marker after it back: none may
 /// stand before EOI. That MCU has just reloaded the countdown, and nothing has been written since.
 void takeBackLastMarker(Bitstream_JPEG* stream, const EncoderState_JPEG& state) {
     const bool closed = state.restartInterval > 0 &&

@@ -11,6 +11,8 @@ namespace vela {
 namespace {
 
 constexpr int32_t kMaxMcuBytes = kMaxBlocksPerMcu * kMaxBlockBytes + kCoderSlack;
+static_assert(kMaxBlockBytes == 417 && kMaxMcuBytes == 2566); // drawn in mcu_coder.h
+static_assert(kCoderSlack <= kMcuReserve); // several MCUs leave the reserve, and so the slack
 
 void advance(Bitstream_JPEG* stream, int32_t bits) {
     stream->cursor += bits / 8;
@@ -24,8 +26,8 @@ void putBack(Bitstream_JPEG* stream, const uint8_t* aside, int32_t bits) {
 }
 
 /// Codes a block aside, makes exactly the room it needs, and puts it into the output.
-Status encodeBlockAside(Bitstream_JPEG* stream, const BlockSpec& blocks, int32_t i,
-                        const EncoderState_JPEG& state) {
+Status codeBlockAside(Bitstream_JPEG* stream, const BlockSpec& blocks, int32_t i,
+                      const EncoderState_JPEG& state) {
     uint8_t aside[kMaxBlockBytes];
     aside[0] = stream->bitCount != 0 ? *stream->cursor : 0;
     auto bits = static_cast<int32_t>(stream->bitCount);
@@ -41,7 +43,7 @@ Status encodeBlockAside(Bitstream_JPEG* stream, const BlockSpec& blocks, int32_t
 
 /// Codes an MCU where there is less room than it might need: aside, and if it does not fit after all,
 /// block by block.
-Status encodeMcuAside(Bitstream_JPEG* stream, const BlockSpec& blocks, EncoderState_JPEG* state) {
+Status codeMcuAside(Bitstream_JPEG* stream, const BlockSpec& blocks, EncoderState_JPEG* state) {
     uint8_t aside[kMaxMcuBytes];
     aside[0] = stream->bitCount != 0 ? *stream->cursor : 0;
     int16_t predictors[kMaxComponents];
@@ -56,12 +58,12 @@ Status encodeMcuAside(Bitstream_JPEG* stream, const BlockSpec& blocks, EncoderSt
     std::copy_n(predictors, kMaxComponents, state->dcPredictor);
     Status status = ENC_STATUS_OK;
     for (int32_t i = 0; status == ENC_STATUS_OK && i < blocks.blockCount; i++)
-        status = encodeBlockAside(stream, blocks, i, *state);
+        status = codeBlockAside(stream, blocks, i, *state);
     return status;
 }
 
-void encodeInPlace(Bitstream_JPEG* stream, const BlockSpec& blocks, int32_t mcuCount,
-                   const EncoderState_JPEG& state) {
+void codeInPlace(Bitstream_JPEG* stream, const BlockSpec& blocks, int32_t mcuCount,
+                 const EncoderState_JPEG& state) {
     advance(stream, state.routines->encodeMcus(blocks, mcuCount, stream->cursor,
                                                static_cast<int32_t>(stream->bitCount)));
 }
@@ -80,28 +82,25 @@ Status countDown(Bitstream_JPEG* stream, int32_t mcuCount, EncoderState_JPEG* st
 
 Status velaHuffmanEncode_BLS_JPEG(Bitstream_JPEG* stream, BlockSpec* blocks,
                                   EncoderState_JPEG* state) {
-    if (streamRoom(*stream) >= kMaxMcuBytes) {
-        encodeInPlace(stream, *blocks, 1, *state);
-    } else if (const Status status = encodeMcuAside(stream, *blocks, state);
-               status != ENC_STATUS_OK) {
-        return status;
-    }
-
-    return countDown(stream, 1, state);
+    return codeMcus(stream, *blocks, 1, state);
 }
 
-int32_t mcusAtOnce(const Bitstream_JPEG& stream, const EncoderState_JPEG& state, int32_t most) {
+Status codeMcus(Bitstream_JPEG* stream, const BlockSpec& blocks, int32_t mcuCount,
+                EncoderState_JPEG* state) {
+    if (mcuCount > 1 || streamRoom(*stream) >= kMaxMcuBytes) {
+        codeInPlace(stream, blocks, mcuCount, *state);
+    } else if (const Status status = codeMcuAside(stream, blocks, state); status != ENC_STATUS_OK) {
+        return status;
+    }
+    return countDown(stream, mcuCount, state);
+}
+
+int32_t mcusInPlace(const Bitstream_JPEG& stream, const EncoderState_JPEG& state, int32_t most) {
     const int64_t mcuBytes = state.blockSpec.blockCount * kMaxBlockBytes;
     int64_t count = std::min<int64_t>(most, (streamRoom(stream) - kMcuReserve) / mcuBytes);
     if (state.restartInterval > 0)
         count = std::min<int64_t>(count, state.restartCounter.mcusToGo);
-    return static_cast<int32_t>(count);
-}
-
-Status encodeMcusAtOnce(Bitstream_JPEG* stream, const BlockSpec& blocks, int32_t mcuCount,
-                        EncoderState_JPEG* state) {
-    encodeInPlace(stream, blocks, mcuCount, *state);
-    return countDown(stream, mcuCount, state);
+    return static_cast<int32_t>(std::max<int64_t>(count, 1));
 }
 
 Status velaAdjustRestartIntervalFwd_JPEG(Bitstream_JPEG* stream, EncoderState_JPEG* state) {

@@ -1,4 +1,5 @@
-// Whole MCUs of an MCU row that are converted and transformed at once, where the kernels gain by that.
+// The MCUs that a walk has at hand: one in the state's MCU block area, or several where the kernels gain
+// by taking so many at once.
 #pragma once
 
 #include <algorithm>
@@ -7,35 +8,30 @@
 
 namespace vela {
 
-/// Room for MCUs behind each other:
-///
-///     | Y | Y | Y | Y | Cb | Cr | Y | Y | Y | Y | Cb | Cr | ...
 class McuBatch {
 public:
     explicit McuBatch(const EncoderState_JPEG& state)
-        : blocks_(state.blockSpec), size_(state.routines->batchBlocks / blocks_.blockCount) {
-        for (int32_t i = 0; i < blocks_.blockCount; i++)
-            blocks_.blockSamples[i] = samples_ + i * kBlockSamples;
+        : single_(state.blockSpec), several_(state.blockSpec),
+          size_(std::max<int32_t>(1, state.routines->batchBlocks / several_.blockCount)) {
+        for (int32_t i = 0; i < several_.blockCount; i++)
+            several_.blockSamples[i] = samples_ + i * kBlockSamples;
     }
 
-    /// MCUs that are worth being taken at once: less than 2 if the kernels do not gain by it.
-    int32_t size() const { return kMaxBatchBlocks > 0 ? size_ : 0; }
+    /// How many MCUs are worth being taken at once.
+    int32_t size() const { return kMaxBatchBlocks > 0 ? size_ : 1; }
 
-    /// The blocks of the first MCU, with those of the others behind them.
-    const BlockSpec& blocks() const { return blocks_; }
-
-    /// First blocks of an MCU's components.
-    void areas(int32_t mcu, int16_t* (&area)[3]) {
-        const int32_t luma = blocks_.blockCount - blocks_.chromaBlocks;
-        area[0] = blockOf(blocks_, mcu, 0);
-        area[1] = area[0] + luma * kBlockSamples;
-        area[2] = area[1] + kBlockSamples;
+    /// The first of count MCUs' blocks, with those of the others after them (blockOf):
+    ///
+    ///     | Y | Y | Y | Y | Cb | Cr | Y | Y | Y | Y | Cb | Cr | ...
+    const BlockSpec& blocks(int32_t count) {
+        return kMaxBatchBlocks == 0 || count == 1 ? single_ : several_;
     }
 
 private:
-    BlockSpec blocks_;
+    const BlockSpec& single_;
+    BlockSpec several_;
     int32_t size_;
-    alignas(64) int16_t samples_[std::max<int32_t>(kMaxBatchBlocks, 1) * kBlockSamples];
+    alignas(64) int16_t samples_[std::max(kMaxBatchBlocks, 1) * kBlockSamples];
 };
 
 } // namespace vela

@@ -6,7 +6,7 @@
 namespace vela {
 namespace {
 
-/// Packs each MCU, and behind each MCU row the blocks that were deferred.
+/// Packs each MCU, and after each MCU row the blocks that were deferred.
 class Packer {
 public:
     explicit Packer(EncoderState_JPEG* st) : st_(st) {}
@@ -16,35 +16,31 @@ public:
         return ENC_STATUS_OK;
     }
 
-    [[nodiscard]] Status mcu(int32_t validWidth, int32_t validHeight) {
-        return pack(st_->blockSpec, validWidth, validHeight);
-    }
+    /// The packing of an MCU makes its own room, in the scan buffers.
+    [[nodiscard]] Status room(int32_t&) const { return ENC_STATUS_OK; }
 
-    int32_t mcusAtOnce(int32_t most) const { return most; }
-
-    [[nodiscard]] Status mcus(const BlockSpec& blocks, int32_t count) {
+    [[nodiscard]] Status take(const BlockSpec& blocks, int32_t count, int32_t validWidth,
+                              int32_t validHeight) {
+        const int32_t right = validWidth > 8 ? 1 : 0;
+        const int32_t lower = validHeight > 8 ? 1 : 0;
+        const int32_t lumaPresent[4] = {1, right, lower, right * lower};
+        if (count == 1)
+            return velaCoeffPack_MCU_JPEG(st_, &blocks, lumaPresent);
         BlockSpec mcu = blocks;
         Status status = ENC_STATUS_OK;
         for (int32_t m = 0; status == ENC_STATUS_OK && m < count; m++) {
             for (int32_t i = 0; i < mcu.blockCount; i++)
                 mcu.blockSamples[i] = blockOf(blocks, m, i);
-            status = pack(mcu, st_->mcuSpec.mcuWidth, st_->mcuSpec.mcuHeight);
+            status = velaCoeffPack_MCU_JPEG(st_, &mcu, lumaPresent);
         }
         return status;
     }
 
-    [[nodiscard]] Status endRow(int32_t) {
+    [[nodiscard]] Status endRow() {
         return velaCoeffPack411Final_JPEG(st_->bufSpec.deferredBlocks, st_);
     }
 
 private:
-    Status pack(const BlockSpec& blocks, int32_t validWidth, int32_t validHeight) {
-        const int32_t right = validWidth > 8 ? 1 : 0;
-        const int32_t lower = validHeight > 8 ? 1 : 0;
-        const int32_t lumaPresent[4] = {1, right, lower, right * lower};
-        return velaCoeffPack_MCU_JPEG(st_, &blocks, lumaPresent);
-    }
-
     EncoderState_JPEG* st_;
 };
 

@@ -10,28 +10,22 @@ namespace {
 /// Puts each MCU's blocks in their places.
 class Recorder {
 public:
-    Recorder(const EncoderState_JPEG& state, std::vector<Component>& components)
-        : state_(state), components_(components) {}
+    explicit Recorder(std::vector<Component>& components) : components_(components) {}
 
     vela::Status beginRow() {
         column_ = 0;
         return ENC_STATUS_OK;
     }
 
-    vela::Status mcu(int32_t, int32_t) {
-        record(state_.blockSpec, 0);
-        return ENC_STATUS_OK;
-    }
+    vela::Status room(int32_t&) const { return ENC_STATUS_OK; }
 
-    int32_t mcusAtOnce(int32_t most) const { return most; }
-
-    vela::Status mcus(const vela::BlockSpec& blocks, int32_t count) {
+    vela::Status take(const vela::BlockSpec& blocks, int32_t count, int32_t, int32_t) {
         for (int32_t m = 0; m < count; m++)
             record(blocks, m);
         return ENC_STATUS_OK;
     }
 
-    vela::Status endRow(int32_t) {
+    vela::Status endRow() {
         row_++;
         return ENC_STATUS_OK;
     }
@@ -53,7 +47,6 @@ private:
             block[i] = transposed[8 * (i % 8) + i / 8];
     }
 
-    const EncoderState_JPEG& state_;
     std::vector<Component>& components_;
     int column_ = 0;
     int row_ = 0;
@@ -88,7 +81,7 @@ std::vector<Component> walkCoefficients(const EncoderParams_JPEG& params,
                         component.quantizers.begin());
             components.push_back(component);
         }
-        Recorder recorder(*state, components);
+        Recorder recorder(components);
         EXPECT_EQ(vela::walkPicture(*state, vela::IntegratedRows(*state), recorder), ENC_STATUS_OK);
     }
     EncoderFree_JPEG(&state);
