@@ -1,13 +1,21 @@
 #!/bin/bash
-# Usage: scripts/test.sh
+# Usage: scripts/test.sh [--long]
 # Builds and runs every test, installing first what that needs and this machine lacks: optimised
-# with GCC, then with Clang under AddressSanitizer and UndefinedBehaviorSanitizer, where a fuzzer
-# runs for 20 seconds as well; without vector kernels; and for ARMv7, AArch64, s390x (big-endian) and
+# with GCC, then with Clang under AddressSanitizer and UndefinedBehaviorSanitizer, where the fuzzers
+# run for 20 seconds as well; without vector kernels; and for ARMv7, AArch64, s390x (big-endian) and
 # 32-bit x86, under emulation where the machine cannot run them itself; last, examples/firmware is booted
 # on an emulated board. Warnings are errors in all builds.
+#   --long  also without optimisation, and half an hour with each fuzzer; what they find lies in build/corpus
 set -euo pipefail
 source "$(dirname "$0")/common.sh"
 cd "$root"
+
+presets=(ci asan plain armv7 aarch64 s390x i686 firmware firmware-small) fuzz_seconds=0
+case $* in
+    '') ;;
+    --long) presets+=(debug) fuzz_seconds=1800 ;;
+    *) die "usage: scripts/test.sh [--long]" ;;
+esac
 
 require_packages "${build_packages[@]}" clang clang-format libclang-rt-dev llvm \
     libgtest-dev libjpeg-dev libjpeg-turbo-progs netpbm perl pkg-config \
@@ -16,7 +24,7 @@ require_packages "${build_packages[@]}" clang clang-format libclang-rt-dev llvm 
     gcc-arm-none-eabi libnewlib-arm-none-eabi libstdc++-arm-none-eabi-newlib qemu-system-arm
 
 passed=0 failed=0
-for preset in ci asan plain armv7 aarch64 s390x i686 firmware firmware-small; do
+for preset in "${presets[@]}"; do
     say "$preset: build"
     cmake --preset "$preset"
     cmake --build --preset "$preset"
@@ -28,5 +36,18 @@ for preset in ci asan plain armv7 aarch64 s390x i686 firmware firmware-small; do
         die "$preset: ctest came to no result"
     ((failed += bad, passed += all - bad)) || true
 done
+if ((fuzz_seconds)); then
+    for fuzzer in build/asan/fuzz/*_fuzzer; do
+        name=${fuzzer##*/} corpus=build/corpus/${fuzzer##*/}
+        say "$name: $fuzz_seconds seconds"
+        mkdir -p "$corpus"
+        if "$fuzzer" -max_total_time="$fuzz_seconds" -max_len=64 -verbosity=0 \
+            -artifact_prefix="$corpus-found-" "$corpus"; then
+            ((++passed))
+        else
+            ((++failed))
+        fi
+    done
+fi
 echo "$passed passed, $failed failed"
 ((failed == 0))
