@@ -5,7 +5,7 @@
 
 #include "stream/markers.h"
 #include "stream/output_stream.h"
-#include "tables/block_coder.h"
+#include "tables/block_coder/plain.h"
 
 namespace vela {
 namespace {
@@ -19,7 +19,7 @@ void advance(Bitstream_JPEG* stream, int32_t bits) {
     stream->bitCount = static_cast<uint32_t>(bits % 8);
 }
 
-/// Puts what was coded aside, behind the bits of a copy of the stream's partial byte, into the output.
+/// Puts what was coded aside, after the bits of a copy of the stream's partial byte, into the output.
 void putBack(Bitstream_JPEG* stream, const uint8_t* aside, int32_t bits) {
     std::memcpy(stream->cursor, aside, static_cast<size_t>((bits + 7) / 8));
     advance(stream, bits);

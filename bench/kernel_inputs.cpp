@@ -14,7 +14,7 @@ int32_t discard(uint8_t*, uint32_t, int32_t usedBytes, uint32_t) {
     return usedBytes;
 }
 
-/// The blocks of an MCU behind each other.
+/// The blocks of an MCU one after another.
 void placeBlocks(vela::BlockSpec& blocks, int16_t* at) {
     for (int32_t i = 0; i < blocks.blockCount; i++)
         blocks.blockSamples[i] = at + i * vela::kBlockSamples;

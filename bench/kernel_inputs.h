@@ -28,7 +28,7 @@ public:
     int32_t atOnce(size_t mcu) const;
     /// Copies of the samples of so many MCUs, for the transform to replace.
     const vela::BlockSpec& samples(size_t mcu, int32_t count);
-    /// An MCU's blocks, transformed and quantized, those of the next MCUs behind them; the first four
+    /// An MCU's blocks, transformed and quantized, those of the next MCUs after them; the first four
     /// are luminance.
     const vela::BlockSpec& coded(size_t mcu) const { return coded_[mcu]; }
 

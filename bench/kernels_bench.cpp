@@ -11,7 +11,7 @@
 #include "bench/formats.h"
 #include "bench/kernel_inputs.h"
 #include "encoder/routine_choice.h"
-#include "tables/block_coder.h"
+#include "tables/block_coder/plain.h"
 
 namespace {
 

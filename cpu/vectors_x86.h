@@ -17,6 +17,9 @@ namespace {
     VELA_INLINE static V zero() {                                                     \
         return {prefix##_setzero_##suffix()};                                         \
     }                                                                                 \
+    VELA_INLINE static V set8(int32_t x) {                                            \
+        return {prefix##_set1_epi8(static_cast<int8_t>(x))};                          \
+    }                                                                                 \
     VELA_INLINE static V set16(int32_t x) {                                           \
         return {prefix##_set1_epi16(static_cast<int16_t>(x))};                        \
     }                                                                                 \
@@ -28,6 +31,12 @@ namespace {
     }                                                                                 \
     VELA_INLINE friend V operator|(V a, V b) {                                        \
         return {prefix##_or_##suffix(a.raw, b.raw)};                                  \
+    }                                                                                 \
+    VELA_INLINE friend V andNot(V a, V b) {                                           \
+        return {prefix##_andnot_##suffix(b.raw, a.raw)};                              \
+    }                                                                                 \
+    VELA_INLINE friend V absolute8(V a) {                                             \
+        return {prefix##_abs_epi8(a.raw)};                                            \
     }                                                                                 \
     VELA_INLINE friend V add16(V a, V b) {                                            \
         return {prefix##_add_epi16(a.raw, b.raw)};                                    \
@@ -43,6 +52,9 @@ namespace {
     }                                                                                 \
     VELA_INLINE friend V multiplyHigh16(V a, V b) {                                   \
         return {prefix##_mulhi_epi16(a.raw, b.raw)};                                  \
+    }                                                                                 \
+    VELA_INLINE friend V absolute16(V a) {                                            \
+        return {prefix##_abs_epi16(a.raw)};                                           \
     }                                                                                 \
     template <int n>                                                                  \
     VELA_INLINE friend V shiftLeft16(V a) {                                           \
@@ -104,7 +116,11 @@ namespace {
     VELA_INLINE friend V unpackHigh64(V a, V b) {                                     \
         return {prefix##_unpackhi_epi64(a.raw, b.raw)};                               \
     }                                                                                 \
-    /* of each lane, 32-bit elements saturated to 16: those of a, then those of b */  \
+    /* of each lane, 16-bit elements saturated to 8: those of a, then those of b */   \
+    VELA_INLINE friend V packSaturated16(V a, V b) {                                  \
+        return {prefix##_packs_epi16(a.raw, b.raw)};                                  \
+    }                                                                                 \
+    /* the same from 32 bits to 16 */                                                 \
     VELA_INLINE friend V packSaturated32(V a, V b) {                                  \
         return {prefix##_packs_epi32(a.raw, b.raw)};                                  \
     }                                                                                 \
@@ -129,7 +145,14 @@ struct V128 {
         return {_mm_loadu_si128(static_cast<const __m128i*>(from))};
     }
     VELA_INLINE static V128 toAllLanes(V128 x) { return x; }
+    /// x, then zeros.
+    VELA_INLINE static V128 lowest32(int32_t x) { return {_mm_cvtsi32_si128(x)}; }
     VELA_INLINE void store(void* to) const { _mm_storeu_si128(static_cast<__m128i*>(to), raw); }
+    VELA_INLINE friend bool isZero(V128 a) { return _mm_testz_si128(a.raw, a.raw) != 0; }
+    /// A bit for every byte that is the same in a and b, bit 0 for the first; so for other widths.
+    VELA_INLINE friend uint64_t equalBits8(V128 a, V128 b) {
+        return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(a.raw, b.raw)));
+    }
     VELA_VECTOR_OPERATIONS(V128, _mm, si128)
 };
 
@@ -141,12 +164,25 @@ struct V256 {
         return {_mm256_loadu_si256(static_cast<const __m256i*>(from))};
     }
     VELA_INLINE static V256 toAllLanes(V128 x) { return {_mm256_broadcastsi128_si256(x.raw)}; }
+    VELA_INLINE static V256 widenUnsigned8To32(const uint8_t* from) {
+        return {_mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(from)))};
+    }
+    VELA_INLINE static V256 widen16To32(const int16_t* from) {
+        return {_mm256_cvtepi16_epi32(V128::load(from).raw)};
+    }
     VELA_INLINE static V256 join(V128 low, V128 high) {
         return {_mm256_set_m128i(high.raw, low.raw)};
     }
     VELA_INLINE V128 low() const { return {_mm256_castsi256_si128(raw)}; }
     VELA_INLINE V128 high() const { return {_mm256_extracti128_si256(raw, 1)}; }
     VELA_INLINE void store(void* to) const { _mm256_storeu_si256(static_cast<__m256i*>(to), raw); }
+    VELA_INLINE friend uint64_t equalBits8(V256 a, V256 b) {
+        return static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(a.raw, b.raw)));
+    }
+    /// Element i is table[indices[i]].
+    VELA_INLINE friend V256 permute32(V256 table, V256 indices) {
+        return {_mm256_permutevar8x32_epi32(table.raw, indices.raw)};
+    }
     VELA_VECTOR_OPERATIONS(V256, _mm256, si256)
     VELA_WIDE_OPERATIONS(V256, _mm256)
 };
@@ -158,12 +194,35 @@ struct V512 {
 
     VELA_INLINE static V512 load(const void* from) { return {_mm512_loadu_si512(from)}; }
     VELA_INLINE static V512 toAllLanes(V128 x) { return {_mm512_broadcast_i32x4(x.raw)}; }
+    VELA_INLINE static V512 widenUnsigned8To32(const uint8_t* from) {
+        return {_mm512_cvtepu8_epi32(V128::load(from).raw)};
+    }
+    VELA_INLINE static V512 widen16To32(const int16_t* from) {
+        return {_mm512_cvtepi16_epi32(V256::load(from).raw)};
+    }
     VELA_INLINE static V512 join(V256 low, V256 high) {
         return {_mm512_inserti64x4(_mm512_castsi256_si512(low.raw), high.raw, 1)};
     }
     VELA_INLINE V256 low() const { return {_mm512_castsi512_si256(raw)}; }
     VELA_INLINE V256 high() const { return {_mm512_extracti64x4_epi64(raw, 1)}; }
     VELA_INLINE void store(void* to) const { _mm512_storeu_si512(to, raw); }
+    VELA_INLINE friend uint64_t equalBits8(V512 a, V512 b) {
+        return _mm512_cmpeq_epi8_mask(a.raw, b.raw);
+    }
+    VELA_INLINE friend uint64_t equalBits16(V512 a, V512 b) {
+        return _mm512_cmpeq_epi16_mask(a.raw, b.raw);
+    }
+    VELA_INLINE friend uint64_t nonZeroBits16(V512 a) {
+        return _mm512_test_epi16_mask(a.raw, a.raw);
+    }
+    /// Element i is table[indices[i]].
+    VELA_INLINE friend V512 permute32(V512 table, V512 indices) {
+        return {_mm512_permutexvar_epi32(indices.raw, table.raw)};
+    }
+    /// The same with a table of 64 elements.
+    VELA_INLINE friend V512 permute16(V512 low, V512 indices, V512 high) {
+        return {_mm512_permutex2var_epi16(low.raw, indices.raw, high.raw)};
+    }
     VELA_VECTOR_OPERATIONS(V512, _mm512, si512)
     VELA_WIDE_OPERATIONS(V512, _mm512)
 };

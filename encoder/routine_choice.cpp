@@ -5,7 +5,7 @@
 #include "pixel/dct/plain.h"
 #include "progressive/ac_packers/plain.h"
 #include "state/color_format.h"
-#include "tables/block_coder.h"
+#include "tables/block_coder/plain.h"
 
 // The instruction sets of this build, best first. Each one's table is made by encoder/routine_table.cpp,
 // save for the plain one, which stands below.

@@ -109,6 +109,24 @@ void describeBlock(BlockSpec* blockSpec, int32_t block, int16_t* samples, int32_
     blockSpec->blockCoder[block] = {scan.dcRefine, scan.acFirst, scan.acRefine};
 }
 
+/// The code tables as offsets from the first of them: all lie in the working memory, on boundaries of
+/// their entries.
+void describeCodeTables(BlockSpec* blockSpec, const EncoderState_JPEG& state) {
+    static_assert(kWorkAlignment % sizeof(uint32_t) == 0);
+    const EncodeHuffmanSpec* const first = state.huffSpecStore[0];
+    const auto offset = [first](const EncodeHuffmanSpec* table) {
+        const ptrdiff_t bytes =
+            reinterpret_cast<const uint8_t*>(table) - reinterpret_cast<const uint8_t*>(first);
+        return static_cast<int32_t>(bytes) / static_cast<int32_t>(sizeof(uint32_t));
+    };
+    const int32_t last = blockSpec->blockCount - 1;
+    blockSpec->codeBase = first->entry;
+    blockSpec->codeOffset[0] = offset(blockSpec->blockAcTable[0]);
+    blockSpec->codeOffset[1] = offset(blockSpec->blockDcTable[0]);
+    blockSpec->codeOffset[2] = offset(blockSpec->blockAcTable[last]);
+    blockSpec->codeOffset[3] = offset(blockSpec->blockDcTable[last]);
+}
+
 } // namespace
 
 Status velaInitBufSpec_JPEG(BufSpec* bufSpec, const Picture_JPEG* picture, const MCUSpec* mcuSpec,
@@ -219,6 +237,7 @@ Status velaInitBlockSpec_JPEG(BlockSpec* blockSpec, const MCUSpec* mcuSpec, cons
         describeBlock(blockSpec, i, first[0] + kBlockSamples * i, 0, state);
     for (int32_t k = 1; k <= blockSpec->chromaBlocks; k++)
         describeBlock(blockSpec, lumaBlocks + k - 1, first[k], k, state);
+    describeCodeTables(blockSpec, *state);
     return ENC_STATUS_OK;
 }
 

@@ -1,4 +1,5 @@
-// The two ends of a scan encoder: the packed stream it reads and the output it writes.
+// The two ends of a scan encoder: the packed stream it reads and the output it writes. Both belong to
+// the unit that includes them, as the gatherer of words does, which is a type of its own in each.
 #pragma once
 
 #include <algorithm>
@@ -8,17 +9,15 @@
 #include "progressive/scan_encoders.h"
 #include "stream/bit_writer.h"
 #include "stream/output_stream.h"
+#include "stream/word_gatherer.h"
 
 namespace vela {
 namespace {
-#include "stream/word_gatherer.inl"
-} // namespace
 
-using ScanGatherer = WordGatherer<uintptr_t>; // of the processor's registers
+using ScanGatherer = VELA_ISA::WordGatherer<uintptr_t>; // of the processor's registers
 
-/// Reads records. Each starts behind a call of more(), and may then read kRecordHead bytes with
-/// next(): the buffer's last bytes, where a record may be cut off, are read from a copy with zeros
-/// behind them.
+/// Reads records. Each starts with a call of more(), and may then read kRecordHead bytes with next():
+/// the buffer's last bytes, where a record may be cut off, are read from a copy that zeros follow.
 class PackedReader {
 public:
     static constexpr int32_t kRecordHead = 3;
@@ -50,7 +49,7 @@ public:
     /// the two.
     bool atMarker() { return more() && *at_ == kRecordMarker; }
 
-    /// Of a record's bytes behind its head; 0 where the buffer has ended.
+    /// Of a record's bytes after its head; 0 where the buffer has ended.
     uint32_t byte() { return at_ < end_ ? *at_++ : 0; }
 
     /// A value of 0..16 bits that stands in one byte or two.
@@ -79,7 +78,7 @@ public:
         return czFlushStreamBytes_JPEGENC(out_, bytes, st_->flush, st_->flushContext);
     }
 
-    /// Room for count bits of which every byte may be stuffed, behind the pending ones.
+    /// Room for count bits of which every byte may be stuffed, after the pending ones.
     [[nodiscard]] Status makeRoomForBits(int32_t count) {
         const int32_t bytes = 2 * ((count + 7) / 8 + (bits_->bitsUsed + 7) / 8);
         return makeRoom(std::max(bytes, kUnitReserve));
@@ -132,7 +131,7 @@ private:
     BitWriterState* bits_;
 };
 
-/// A symbol's code with bits (0..15) extra bits behind it; extra has no others.
+/// A symbol's code, then bits (0..15) extra bits; extra has no others.
 inline void putSymbol(ScanGatherer& gatherer, const EncodeHuffmanSpec& table, uint32_t symbol,
                       uint32_t extra, int32_t bits) {
     const uint32_t entry = table.entry[symbol];
@@ -140,6 +139,7 @@ inline void putSymbol(ScanGatherer& gatherer, const EncodeHuffmanSpec& table, ui
 }
 
 // Bytes that up to 32 bits add at the most: one word of the bit writer, every byte of it stuffed.
-inline constexpr int32_t kMaxSymbolBytes = 2 * 4;
+constexpr int32_t kMaxSymbolBytes = 2 * 4;
 
+} // namespace
 } // namespace vela

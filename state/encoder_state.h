@@ -126,9 +126,14 @@ struct BlockSpec {
     const EncodeHuffmanSpec* blockDcTable[kMaxBlocksPerMcu];
     const EncodeHuffmanSpec* blockAcTable[kMaxBlocksPerMcu];
     const int16_t* blockQuant[kMaxBlocksPerMcu];
+
+    // The code tables once more, for kernels that gather from all of them at once: where each starts,
+    // counted in entries from codeBase
+    const uint32_t* codeBase;
+    int32_t codeOffset[4 /* AC, DC of the first block; AC, DC of the last */];
 };
 
-/// Block i of one of several MCUs that lie behind each other, the first of which is described. Always
+/// Block i of one of several MCUs that lie one after another, the first of which is described. Always
 /// inlined, since kernels of all instruction sets use it.
 [[gnu::always_inline]] inline int16_t* blockOf(const BlockSpec& first, int32_t mcu, int32_t i) {
     return first.blockSamples[i] + mcu * first.blockCount * kBlockSamples;

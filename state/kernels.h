@@ -8,7 +8,7 @@ namespace vela::VELA_ISA {
 
 extern const InputRoutines kInput;
 TransformMcus transformMcus; // pixel/dct/kernel.cpp
-EncodeMcus encodeMcus;
+EncodeMcus encodeMcus;       // tables/block_coder/kernel.cpp
 PackAc packAc;
 
 } // namespace vela::VELA_ISA

@@ -10,14 +10,14 @@ namespace vela {
 struct BlockSpec;
 struct ScanCoderState;
 
-/// Transforms and quantizes the blocks of mcuCount MCUs in place: those of the first, and behind them
+/// Transforms and quantizes the blocks of mcuCount MCUs in place: those of the first, and after them
 /// those of the others (blockOf, state/encoder_state.h).
 using TransformMcus = void(const BlockSpec& blocks, int32_t mcuCount);
 
-/// Codes the blocks of mcuCount MCUs into dst from a bit position on, and returns the position behind
-/// them. The first byte holds the bits before it; those behind the last one become 0. dst has room for
-/// kMaxBlockBytes (tables/block_coder.h) per block and kCoderSlack more. The blocks' code tables are at
-/// most two pairs, those of the first block and those of the last, in one piece of memory.
+/// Codes the blocks of mcuCount MCUs into dst from a bit position on, and returns the position after
+/// them. The first byte holds the bits before it; those after the last one become 0. dst has room for
+/// kMaxBlockBytes (tables/block_coder/plain.h) per block and kCoderSlack more. The blocks' code tables are at
+/// most two pairs, those of the first block and those of the last.
 using EncodeMcus = int32_t(const BlockSpec& blocks, int32_t mcuCount, uint8_t* dst,
                            int32_t bitPosition);
 inline constexpr int32_t kCoderSlack = 64; // kernels may store a whole register

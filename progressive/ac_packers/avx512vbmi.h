@@ -171,7 +171,7 @@ inline void packSegments(const RefinementMasks& masks, uint64_t nonZero, __m512i
 
 /// All records of a block.
 inline void packBytes(const int16_t* block, const AcScan& first, const AcScan& refine) {
-    const __m512i packed = _mm512_packs_epi16(Scan512::half(block), Scan512::half(block + 32));
+    const __m512i packed = packSaturated16(Scan512::half(block), Scan512::half(block + 32)).raw;
     const __m512i values = _mm512_permutexvar_epi8(load(kPackedPositions), packed);
     const __m512i magnitudes = _mm512_abs_epi8(values);
     constexpr uint64_t ac = ~uint64_t{1};

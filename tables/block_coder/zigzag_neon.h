@@ -1,10 +1,9 @@
-// A block's coefficients in zigzag order, and masks of them that NEON makes. Masks are visited in words of 64
-// bits on AArch64 and of 32 on ARMv7-A, where 64 take two registers.
+// A block's coefficients in zigzag order on NEON, and masks of them. Masks are visited in words of 64 bits
+// on AArch64 and of 32 on ARMv7-A, where 64 take two registers.
 #pragma once
 
 #include <arm_neon.h>
 
-#include <cstddef>
 #include <cstdint>
 
 #include "cpu/isa.h"
@@ -71,22 +70,28 @@ inline uint8x16_t magnitudeBytes(const int16_t* twoRows) {
 /// is for its bit s. The mask's words have zigzag index k in bit kWordBits - 1 - k % kWordBits of
 /// word k / kWordBits.
 ///
-///     slices[s]     lanes 0..7: bit s of bytes 0..7     lanes 8..15: bit s + 4 of bytes 0..7
-constexpr Table<uint8_t, 64> kMaskOrder = makeTable<uint8_t, 64>([](int32_t i) {
-    const int32_t slice = i / 16, lane = i % 16;
-    const int32_t bit = 8 * (lane % 8) + slice + (lane < 8 ? 0 : 4); // of 64
-    const int32_t position = makeTransposedZigzag()[static_cast<size_t>(bit ^ (kWordBits - 1))];
-    const int32_t row = position / 8;
-    return 16 * (row / 2) + 2 * (position % 8) + row % 2;
+///     slice s     lanes 0..7: bit s of bytes 0..7     lanes 8..15: bit s + 4 of bytes 0..7
+constexpr auto kSlices = makeTable<uint8_t, 4 * 16>([](int32_t i) {
+    const int32_t s = i / 16, lane = i % 16;
+    const int32_t bit = 8 * (lane % 8) + s + (lane < 8 ? 0 : 4); // of 64
+    const int32_t position = kTransposedZigzag[static_cast<size_t>(bit ^ (kWordBits - 1))];
+    const int32_t row = position / 8, column = position % 8;
+    return 16 * (row / 2) + 2 * column + row % 2;
 });
 
-inline uint8x16_t slice(int32_t s) {
-    return vld1q_u8(kMaskOrder.of + 16 * s);
+VELA_INLINE uint8x16_t sliceOrder(int32_t s) {
+    return vld1q_u8(kSlices.of + 16 * s);
 }
 
 // The slices of a block's bytes, and the masks of the bytes' bits 0 and 7. Each insertion to the
 // left replaces what the slices before it have left above their bits, each one to the right what is
-// below.
+// below. A lane of eight slices s0 .. s7, bit 7 of a byte first, of each of which bit 0 is wanted:
+//
+//     s0                       . . . . . . . 0
+//     s1 inserted 1 further    . . . . . . 1 0
+//     s2 inserted 2 further    . . . . . 2 1 0
+//     ..
+//     s7 inserted 7 further    7 6 5 4 3 2 1 0
 #ifdef __aarch64__
 
 struct Slices {
@@ -97,8 +102,8 @@ template <uint8x16_t bytesOf(const int16_t* twoRows)>
 Slices slicesOf(const int16_t* block) {
     const uint8x16x4_t bytes = {
         {bytesOf(block), bytesOf(block + 16), bytesOf(block + 32), bytesOf(block + 48)}};
-    return {{vqtbl4q_u8(bytes, slice(0)), vqtbl4q_u8(bytes, slice(1)), vqtbl4q_u8(bytes, slice(2)),
-             vqtbl4q_u8(bytes, slice(3))}};
+    return {{vqtbl4q_u8(bytes, sliceOrder(0)), vqtbl4q_u8(bytes, sliceOrder(1)),
+             vqtbl4q_u8(bytes, sliceOrder(2)), vqtbl4q_u8(bytes, sliceOrder(3))}};
 }
 
 inline uint8x8_t maskOfBit0(const Slices& slices) {
@@ -143,7 +148,7 @@ Slices slicesOf(const int16_t* block) {
     };
     Slices slices;
     for (int32_t s = 0; s < 4; s++) {
-        const uint8x16_t at = slice(s);
+        const uint8x16_t at = sliceOrder(s);
         const uint8x16_t wrapped = vsubq_u8(at, vdupq_n_u8(32));
         slices.of[s] = pick(vget_low_u8(at), vget_low_u8(wrapped));
         slices.of[s + 4] = pick(vget_high_u8(at), vget_high_u8(wrapped));
@@ -184,8 +189,8 @@ inline uint8x8_t zeroMask(const int16_t* block) {
 }
 
 /// Offsets in bytes of the coefficients in a block of transposed order, by zigzag index.
-constexpr Table<uint8_t, 64> kByteOffsets = makeTable<uint8_t, 64>([](int32_t k) {
-    return static_cast<int32_t>(sizeof(int16_t)) * makeTransposedZigzag()[static_cast<size_t>(k)];
+constexpr auto kByteOffsets = makeTable<uint8_t, 64>([](int32_t k) {
+    return static_cast<int32_t>(sizeof(int16_t)) * kTransposedZigzag[static_cast<size_t>(k)];
 });
 
 /// The coefficients of a block of transposed order, by zigzag index from some index on.

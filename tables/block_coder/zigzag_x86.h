@@ -1,10 +1,6 @@
-// Non-zero coefficients in zigzag order on x86 vectors. Blocks are in transposed order: position 8 * column +
-// row.
+// A block's coefficients in zigzag order on x86, and masks of them.
 #pragma once
 
-#include <immintrin.h>
-
-#include "cpu/isa.h"
 #include "cpu/table.h"
 #include "cpu/vectors_x86.h"
 #include "state/zigzag.h"
@@ -25,93 +21,84 @@ struct TransposedOrder {
     int32_t operator()(int32_t k) const { return block[_ntIZigZagIndex[k]]; }
 };
 
-/// Shuffle control that picks, for the 16 zigzag indices from 16 * index on, those that stand at the 16
-/// transposed positions from 16 * source on, and zeros for the others. Four of them, or fewer where nothing
-/// comes from a source, make sixteen bytes in order:
+/// Shuffle controls, 16 bytes each: number 4 * c + s puts those of the 16 transposed positions from
+/// 16 * s on that belong there to zigzag indices 16 * c .. 16 * c + 15, and zeros elsewhere. The first
+/// row, joined by OR (- is a zero):
 ///
-///     source 0 | source 1 | source 2 | source 3     64 bytes by position
-///     .. each shuffled, zeros elsewhere, and or-ed together
-///     16 bytes by zigzag index
-template <size_t index, size_t source>
-constexpr Table<int8_t, 16> kZigzagControl = makeTable<int8_t, 16>([](int32_t i) {
-    const uint8_t position = makeTransposedZigzag()[16 * index + static_cast<size_t>(i)];
-    return position / 16 == source ? position % 16 : -1;
+///     bytes of positions   0..15   0  8  1  2  9  -  -  -  10 3  4  11 -  -  -  -
+///                         16..31   -  -  -  -  -  16 24 17 -  -  -  -  18 25 -  -
+///                         32..47   -  -  -  -  -  -  -  -  -  -  -  -  -  -  32 40
+///     index                        0  1  2  3  4  5  6  7  8  9  10 11 12 13 14 15
+constexpr auto kZigzagControls = makeTable<int8_t, 4 * 4 * 16>([](int32_t i) {
+    const int32_t c = i / 64, s = i / 16 % 4;
+    const int32_t position = kTransposedZigzag[static_cast<size_t>(16 * c + i % 16)];
+    return position / 16 == s ? position % 16 : -1;
 });
 
 /// In 128 bits: a byte per coefficient, put in order, tested.
 struct Scan128 {
     using Order = TransposedOrder;
 
-    struct Bytes {
-        V128 of[4];
-    };
-
-    /// Zigzag bytes 16 * index on, of which none comes from the sources not given.
-    template <size_t index, size_t... source>
-    VELA_INLINE static V128 ordered(const Bytes& bytes) {
-        V128 result = V128::zero();
-        ((result =
-              result | shuffle8(bytes.of[source], V128::load(kZigzagControl<index, source>.of))),
-         ...);
-        return result;
-    }
-
-    /// A bit for every byte that equals value, bit 16 * index for the first one.
-    template <int32_t index>
-    VELA_INLINE static uint64_t equalBits(V128 bytes, int32_t value) {
-        const __m128i equal = _mm_cmpeq_epi8(bytes.raw, _mm_set1_epi8(static_cast<int8_t>(value)));
-        return uint64_t{static_cast<uint32_t>(_mm_movemask_epi8(equal))} << (16 * index);
+    /// The bytes of 16c..16c + 15 in zigzag order, which come from the given sources alone.
+    template <int32_t c, int32_t... source>
+    VELA_INLINE static V128 ordered(const V128 (&bytes)[4]) {
+        const int8_t* const controls = kZigzagControls.of + 64 * c;
+        return (shuffle8(bytes[source], V128::load(controls + 16 * source)) | ...);
     }
 
     /// The coefficients in zigzag order, saturated to bytes, so that what was not 0 is not and what was
-    /// not of magnitude 1 is not either. False if there is none but DC; inOrder is not set then.
-    VELA_INLINE static bool orderedBytes(const int16_t* block, Bytes& inOrder) {
-        Bytes bytes;
+    /// not of magnitude 1 is not either. False if there is none but DC; ordered is not set then.
+    VELA_INLINE static bool orderedBytes(const int16_t* block, V128 (&orderedBytes)[4]) {
+        V128 bytes[4];
         for (int32_t i = 0; i < 4; i++)
-            bytes.of[i] = {_mm_packs_epi16(V128::load(block + 16 * i).raw,
-                                           V128::load(block + 16 * i + 8).raw)};
-        const V128 acOfFirst = {_mm_andnot_si128(_mm_cvtsi32_si128(0xFF), bytes.of[0].raw)};
-        const V128 ac = (acOfFirst | bytes.of[1]) | (bytes.of[2] | bytes.of[3]);
-        if (_mm_testz_si128(ac.raw, ac.raw) != 0)
+            bytes[i] = packSaturated16(V128::load(block + 16 * i), V128::load(block + 16 * i + 8));
+        const V128 dcAlone = V128::lowest32(0xFF);
+        if (isZero(andNot(bytes[0], dcAlone) | bytes[1] | (bytes[2] | bytes[3])))
             return false;
-        inOrder.of[0] = ordered<0, 0, 1, 2>(bytes);
-        inOrder.of[1] = ordered<1, 0, 1, 2, 3>(bytes);
-        inOrder.of[2] = ordered<2, 0, 1, 2, 3>(bytes);
-        inOrder.of[3] = ordered<3, 1, 2, 3>(bytes);
+        orderedBytes[0] = ordered<0, 0, 1, 2>(bytes);
+        orderedBytes[1] = ordered<1, 0, 1, 2, 3>(bytes);
+        orderedBytes[2] = ordered<2, 0, 1, 2, 3>(bytes);
+        orderedBytes[3] = ordered<3, 1, 2, 3>(bytes);
         return true;
     }
 
-    VELA_INLINE static uint64_t zeroBits(const Bytes& bytes) {
-        return equalBits<0>(bytes.of[0], 0) | equalBits<1>(bytes.of[1], 0) |
-               equalBits<2>(bytes.of[2], 0) | equalBits<3>(bytes.of[3], 0);
+    /// A bit for every byte that equals value.
+    VELA_INLINE static uint64_t equalBits(const V128 (&bytes)[4], int32_t value) {
+        uint64_t bits = 0;
+        for (int32_t c = 0; c < 4; c++)
+            bits |= equalBits8(bytes[c], V128::set8(value)) << (16 * c);
+        return bits;
     }
-
-    VELA_INLINE static V128 absolute8(V128 x) { return {_mm_abs_epi8(x.raw)}; }
 
     /// Non-zero AC coefficients.
-    VELA_INLINE static uint64_t scan(const int16_t* block, Order& order) {
+    static uint64_t scan(const int16_t* block, Order& order) {
         order.block = block;
-        Bytes bytes;
-        return orderedBytes(block, bytes) ? ~zeroBits(bytes) & ~uint64_t{1} : 0;
+        V128 bytes[4];
+        return orderedBytes(block, bytes) ? ~equalBits(bytes, 0) & ~uint64_t{1} : 0;
     }
 
-    VELA_INLINE static CoefficientMasks masks(const int16_t* block, Order& order) {
+    static CoefficientMasks masks(const int16_t* block, Order& order) {
         order.block = block;
-        Bytes bytes;
+        V128 bytes[4];
         if (!orderedBytes(block, bytes))
             return {0, 0};
-        const uint64_t ones =
-            equalBits<0>(absolute8(bytes.of[0]), 1) | equalBits<1>(absolute8(bytes.of[1]), 1) |
-            equalBits<2>(absolute8(bytes.of[2]), 1) | equalBits<3>(absolute8(bytes.of[3]), 1);
-        return {~zeroBits(bytes) & ~uint64_t{1}, ones & ~uint64_t{1}};
+        const uint64_t nonZero = ~equalBits(bytes, 0);
+        for (V128& some : bytes)
+            some = absolute8(some);
+        return {nonZero & ~uint64_t{1}, equalBits(bytes, 1) & ~uint64_t{1}};
     }
 };
 
 #ifdef __AVX512BW__
-/// Transposed positions by zigzag index, and the indices themselves.
-constexpr Table<int16_t, 64> kZigzagWords = makeTable<int16_t, 64>(
-    [](int32_t k) { return makeTransposedZigzag()[static_cast<size_t>(k)]; });
-constexpr Table<uint8_t, 64> kIndices = makeTable<uint8_t, 64>([](int32_t k) { return k; });
+
+/// From two vectors of a block's coefficients, positions 0..31 and 32..63, to zigzag order:
+///
+///     0 1 2 .. 31, 32 33 .. 63   to   0 8 1 2 9 16 .. (indices 0..31), .. 47 54 61 62 55 63 (32..63)
+constexpr auto kZigzagPositions =
+    makeTable<int16_t, 64>([](int32_t k) { return kTransposedZigzag[static_cast<size_t>(k)]; });
+
+/// 0 1 2 .. 63
+constexpr auto kIndices = makeTable<uint8_t, 64>([](int32_t k) { return k; });
 
 /// In 512 bits: the coefficients themselves are put in order.
 struct Scan512 {
@@ -121,52 +108,48 @@ struct Scan512 {
     };
 
     struct Ordered {
-        __m512i first, second; // 32 coefficients each
+        V512 first, second;
     };
 
     /// Loaded as the transform has stored it, in 128 bits, so that a block that was stored just now
     /// comes straight from the store buffer.
-    VELA_INLINE static __m512i half(const int16_t* block) {
-        const auto quarter = [block](int32_t i) { return V128::load(block + 8 * i); };
-        return V512::join(V256::join(quarter(0), quarter(1)), V256::join(quarter(2), quarter(3)))
-            .raw;
+    VELA_INLINE static V512 half(const int16_t* block) {
+        return V512::join(V256::join(V128::load(block), V128::load(block + 8)),
+                          V256::join(V128::load(block + 16), V128::load(block + 24)));
     }
 
-    ///     low: positions 0..31 | high: positions 32..63   to   zigzag 0..31 | zigzag 32..63
     VELA_INLINE static Ordered ordered(const int16_t* block) {
-        const __m512i low = half(block);
-        const __m512i high = half(block + 32);
-        return {_mm512_permutex2var_epi16(low, _mm512_load_si512(kZigzagWords.of), high),
-                _mm512_permutex2var_epi16(low, _mm512_load_si512(kZigzagWords.of + 32), high)};
+        const V512 low = half(block);
+        const V512 high = half(block + 32);
+        return {permute16(low, V512::load(kZigzagPositions.of), high),
+                permute16(low, V512::load(kZigzagPositions.of + 32), high)};
     }
 
     VELA_INLINE static Ordered ordered(const int16_t* block, Order& order) {
         const Ordered words = ordered(block);
-        _mm512_store_si512(order.values, words.first);
-        _mm512_store_si512(order.values + 32, words.second);
+        words.first.store(order.values);
+        words.second.store(order.values + 32);
         return words;
     }
 
     VELA_INLINE static uint64_t nonZeroBits(const Ordered& words) {
-        return (uint64_t{_mm512_test_epi16_mask(words.first, words.first)} |
-                uint64_t{_mm512_test_epi16_mask(words.second, words.second)} << 32) &
-               ~uint64_t{1};
+        return (nonZeroBits16(words.first) | nonZeroBits16(words.second) << 32) & ~uint64_t{1};
     }
 
     /// Non-zero AC coefficients.
-    VELA_INLINE static uint64_t scan(const int16_t* block, Order& order) {
+    static uint64_t scan(const int16_t* block, Order& order) {
         return nonZeroBits(ordered(block, order));
     }
 
-    VELA_INLINE static CoefficientMasks masks(const int16_t* block, Order& order) {
+    static CoefficientMasks masks(const int16_t* block, Order& order) {
         const Ordered words = ordered(block, order);
-        const __m512i one = _mm512_set1_epi16(1);
-        const uint64_t ones =
-            uint64_t{_mm512_cmpeq_epi16_mask(_mm512_abs_epi16(words.first), one)} |
-            uint64_t{_mm512_cmpeq_epi16_mask(_mm512_abs_epi16(words.second), one)} << 32;
+        const V512 one = V512::set16(1);
+        const uint64_t ones = equalBits16(absolute16(words.first), one) |
+                              equalBits16(absolute16(words.second), one) << 32;
         return {nonZeroBits(words), ones & ~uint64_t{1}};
     }
 };
+
 #endif
 
 } // namespace

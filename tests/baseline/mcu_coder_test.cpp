@@ -8,7 +8,7 @@
 #include "encoder/routine_choice.h"
 #include "support/differences.h"
 #include "support/guarded.h"
-#include "tables/block_coder.h"
+#include "tables/block_coder/plain.h"
 #include "tables/default_tables.h"
 
 namespace {

@@ -13,7 +13,7 @@
 #include "support/instruction_sets.h"
 #include "support/packed_scan.h"
 #include "support/picture.h"
-#include "tables/block_coder.h"
+#include "tables/block_coder/plain.h"
 #include "tables/default_tables.h"
 
 namespace {
@@ -36,7 +36,7 @@ struct Mcus {
     Guarded memory;
     int16_t predictors[3] = {};
     uint16_t reciprocals[2][64];
-    EncodeHuffmanSpec tables[4] = {}; // DC and AC of luminance and chrominance, in one piece
+    EncodeHuffmanSpec tables[4] = {}; // DC of luminance and chrominance, AC of both
     BlockSpec blocks{};
 
     Mcus(int32_t blockCount, int32_t mcuCount, int32_t quality)
@@ -62,6 +62,12 @@ struct Mcus {
             blocks.blockAcTable[i] = &tables[2 + t];
             blocks.blockQuant[i] = reinterpret_cast<const int16_t*>(reciprocals[t]);
         }
+        constexpr int32_t kEntries = sizeof(EncodeHuffmanSpec) / sizeof(uint32_t);
+        const int32_t last = blockCount == 1 ? 0 : 1; // the last block's t
+        blocks.codeBase = tables[0].entry;
+        const int32_t order[4] = {2, 0, 2 + last, last};
+        for (int k = 0; k < 4; k++)
+            blocks.codeOffset[k] = order[k] * kEntries;
     }
 
     int32_t blockCount() const { return blocks.blockCount * count; }

@@ -6,8 +6,8 @@
 #include <gtest/gtest.h>
 
 #include "progressive/ac_packers/plain.h"
-#include "progressive/dc_packer.h"
 #include "progressive/coefficient_pack.h"
+#include "progressive/dc_packer.h"
 #include "progressive/packed_stream.h"
 #include "support/differences.h"
 #include "support/packed_scan.h"

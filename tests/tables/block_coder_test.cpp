@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "support/guarded.h"
-#include "tables/block_coder.h"
+#include "tables/block_coder/plain.h"
 #include "tables/default_tables.h"
 
 namespace {

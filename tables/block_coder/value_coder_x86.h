@@ -1,20 +1,11 @@
-// The baseline coder of whole MCUs that visits non-zero coefficients alone, which SSE4.1 finds. What is
-// coded is that of the plain version (tables/block_coder.cpp).
-#include <immintrin.h>
+// The baseline coder of one block on SSE4.1. What is coded is that of the plain version (plain.cpp).
+#pragma once
 
-#include "state/encoder_state.h"
-#include "state/kernels.h"
-#include "state/zigzag.h"
+#include "tables/block_coder/value_coder.h"
+#include "tables/block_coder/zigzag_x86.h"
 
+namespace vela::VELA_ISA {
 namespace {
-
-#include "tables/zigzag_scan_x86.h"
-
-using Word = uint64_t;
-
-#include "stream/word_gatherer.inl"
-
-#include "tables/value_coder.inl"
 
 inline void encodeBlock(const int16_t* block, Gatherer& gatherer, int16_t* predictor,
                         const uint32_t* dcTable, const uint32_t* acTable) {
@@ -38,11 +29,4 @@ inline void encodeBlock(const int16_t* block, Gatherer& gatherer, int16_t* predi
 }
 
 } // namespace
-
-namespace vela::sse41 {
-
-int32_t encodeMcus(const BlockSpec& blocks, int32_t mcuCount, uint8_t* dst, int32_t bitPosition) {
-    return ::encodeMcus(blocks, mcuCount, dst, bitPosition, encodeBlock);
-}
-
-} // namespace vela::sse41
+} // namespace vela::VELA_ISA

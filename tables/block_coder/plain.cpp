@@ -1,4 +1,5 @@
-#include "tables/block_coder.h"
+// The block coder as T.81 describes it: the zigzag order, one coefficient after another.
+#include "tables/block_coder/plain.h"
 
 #include <bit>
 #include <cassert>
@@ -61,8 +62,8 @@ uint32_t magnitudeCategory(int32_t value) {
     return static_cast<uint32_t>(std::bit_width(static_cast<uint32_t>(std::abs(value))));
 }
 
-/// Puts the code of symbol with the size magnitude bits of value behind it (T.81 F.1.2.1: a
-/// negative value counts as its one's complement).
+/// Puts the code of symbol, then the size magnitude bits of value (T.81 F.1.2.1: a negative value
+/// counts as its one's complement).
 void putSymbol(BitAccumulator& bits, const EncodeHuffmanSpec& table, uint32_t symbol, int32_t value,
                uint32_t size) {
     const uint32_t entry = table.entry[symbol];

@@ -1,19 +1,12 @@
-// The baseline coder of whole MCUs that visits non-zero coefficients alone, which NEON finds. Bits
-// are gathered in words of the masks' size. What is coded is that of the plain version
-// (tables/block_coder.cpp).
-#include <arm_neon.h>
+// The baseline coder of one block on NEON. Bits are gathered in words of the masks' size. What is coded
+// is that of the plain version (plain.cpp).
+#pragma once
 
-#include "state/encoder_state.h"
-#include "state/kernels.h"
-#include "state/zigzag.h"
+#include "tables/block_coder/value_coder.h"
+#include "tables/block_coder/zigzag_neon.h"
 
+namespace vela::VELA_ISA {
 namespace {
-
-#include "tables/zigzag_scan_neon.h"
-
-#include "stream/word_gatherer.inl"
-
-#include "tables/value_coder.inl"
 
 /// Codes those of the coefficients from first on that have a bit in left, from its highest one on.
 /// next: the first coefficient that is not coded yet, there or before; returns the new one. first
@@ -57,11 +50,4 @@ inline void encodeBlock(const int16_t* block, Gatherer& gatherer, int16_t* predi
 }
 
 } // namespace
-
-namespace vela::neon {
-
-int32_t encodeMcus(const BlockSpec& blocks, int32_t mcuCount, uint8_t* dst, int32_t bitPosition) {
-    return ::encodeMcus(blocks, mcuCount, dst, bitPosition, encodeBlock);
-}
-
-} // namespace vela::neon
+} // namespace vela::VELA_ISA

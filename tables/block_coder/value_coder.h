@@ -1,13 +1,23 @@
-// The coder of MCUs whose values are put one by one. Included inside an anonymous namespace behind
-// stream/word_gatherer.inl and the choice of its word, Word.
+// The coder of MCUs whose values are put one by one, for processors that gather no codes: SSE4.1 and
+// NEON find the coefficients that are not 0, and no others are visited.
+#pragma once
 
-using Gatherer = WordGatherer<Word>;
+#include <cstdint>
+
+#include "cpu/isa.h"
+#include "state/encoder_state.h"
+#include "stream/word_gatherer.h"
+
+namespace vela::VELA_ISA {
+namespace {
+
+using Gatherer = WordGatherer<uintptr_t>; // of the processor's registers
 
 /// Takes the bits before the position in its byte along.
 inline Gatherer gatherFrom(uint8_t* dst, int32_t bitPosition) {
     uint8_t* const out = dst + bitPosition / 8;
     const int32_t held = bitPosition % 8;
-    return {out, held == 0 ? 0 : Word{*out} >> (8 - held), held};
+    return {out, held == 0 ? 0 : uintptr_t{*out} >> (8 - held), held};
 }
 
 /// Stores everything, the partial byte without moving past it, and returns the bit position.
@@ -21,7 +31,7 @@ inline void putCode(Gatherer& gatherer, uint32_t entry) {
     gatherer.put(entry & 0xFFFF, static_cast<int32_t>(entry >> 16));
 }
 
-/// A symbol with the bits of value behind it; mayBeZero: value may be 0, which has none.
+/// A symbol, then the bits of value; mayBeZero: value may be 0, which has none.
 template <bool mayBeZero>
 void putValue(Gatherer& gatherer, const uint32_t* table, int32_t run, int32_t value) {
     const int32_t below = value + (value >> 31); // of a negative value the magnitude's complement
@@ -34,12 +44,13 @@ void putValue(Gatherer& gatherer, const uint32_t* table, int32_t run, int32_t va
                  static_cast<int32_t>(entry >> 16) + size);
 }
 
-/// encodeBlock(block, gatherer, predictor, dcTable, acTable) codes one block, and makes its DC the
-/// predictor.
-template <class EncodeBlock>
-[[gnu::always_inline]] inline int32_t encodeMcus(const vela::BlockSpec& blocks, int32_t mcuCount,
-                                                 uint8_t* dst, int32_t bitPosition,
-                                                 EncodeBlock encodeBlock) {
+/// Codes one block, and makes its DC the predictor.
+using EncodeBlock = void(const int16_t* block, Gatherer& gatherer, int16_t* predictor,
+                         const uint32_t* dcTable, const uint32_t* acTable);
+
+template <EncodeBlock encodeBlock>
+VELA_INLINE int32_t encodeByValues(const BlockSpec& blocks, int32_t mcuCount, uint8_t* dst,
+                                   int32_t bitPosition) {
     Gatherer gatherer = gatherFrom(dst, bitPosition);
     for (int32_t mcu = 0; mcu < mcuCount; mcu++)
         for (int32_t i = 0; i < blocks.blockCount; i++)
@@ -47,3 +58,6 @@ template <class EncodeBlock>
                         blocks.blockDcTable[i]->entry, blocks.blockAcTable[i]->entry);
     return storeRest(gatherer, dst);
 }
+
+} // namespace
+} // namespace vela::VELA_ISA

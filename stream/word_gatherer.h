@@ -1,9 +1,17 @@
 // Bits on their way to memory, gathered from the low end of a word and stored a word at a time;
-// every byte of ones is followed by a zero (T.81 F.1.2.3). Included, inside an anonymous namespace,
-// by the files whose inner loops write bits, so that each has it compiled for itself.
-//
-// Invariant: spare is kBits - 1 minus the bits held, and not negative: its sign then tells what
-// fits. Bits above those held are left over.
+// every byte of ones is followed by a zero (T.81 F.1.2.3). For all inner loops that write bits, of
+// kernels and others: each has it compiled for itself.
+#pragma once
+
+#include <cstdint>
+
+#include "cpu/isa.h"
+
+namespace vela::VELA_ISA {
+namespace {
+
+/// Invariant: spare is kBits - 1 minus the bits held, and not negative: its sign then tells what
+/// fits. Bits above those held are left over.
 template <class Word>
 struct WordGatherer {
     static constexpr int32_t kBytes = sizeof(Word);
@@ -77,3 +85,6 @@ struct WordGatherer {
         spare = kBits - 1 - left;
     }
 };
+
+} // namespace
+} // namespace vela::VELA_ISA
