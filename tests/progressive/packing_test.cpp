@@ -107,6 +107,11 @@ TEST(PackedRecords, CorrectionBits) {
     std::copy_n(Bytes{0xFD, 0x01, 0x2C, 0x0A}.begin(), 4, expected.begin());
     EXPECT_EQ(scan.take(), expected);
 
+    packCorrectionBits(scan.buffer, bits, 255); // the most that one byte counts
+    EXPECT_EQ(scan.take().size(), 2u + 32);
+    packCorrectionBits(scan.buffer, bits, 256);
+    EXPECT_EQ(scan.take().size(), 3u + 32);
+
     // A new coefficient after pending blocks and its own correction bits: the run, its bits, the
     // symbol, the sign, the own bits.
     const TestBlock pending{{2, 3}};
