@@ -1,7 +1,7 @@
 #!/bin/bash
 # Usage: install_test.sh BUILD
-# Installs BUILD into a scratch folder and there does what README.md says: builds its programs
-# against the installed tree, through find_package and through pkg-config, and runs its commands.
+# Installs BUILD into a scratch folder, builds the examples against the installed tree, through find_package
+# and through pkg-config, and runs the commands of README.md.
 set -euo pipefail
 build=$(realpath "$1")
 readme=$(realpath "$(dirname "$0")/../../README.md")
@@ -19,11 +19,8 @@ cmake --install "$build" --prefix "$tmp/prefix" >/dev/null
 PKG_CONFIG_PATH=$(dirname "$(find "$tmp/prefix" -name velajpeg.pc)")
 LD_LIBRARY_PATH=$(dirname "$PKG_CONFIG_PATH")
 export PKG_CONFIG_PATH CMAKE_PREFIX_PATH=$tmp/prefix PATH=$tmp/prefix/bin:$PATH
-mkdir "$tmp/work"
+cp -r "$(dirname "$readme")/examples" "$tmp/work"
 cd "$tmp/work"
-block c >gradient.c
-block cpp >frame.cpp
-block cmake >CMakeLists.txt
 block sh >commands
 set -x
 
@@ -33,7 +30,7 @@ cmake -B build -G Ninja
 cmake --build build
 (cd build && ./gradient && ./frame)
 decoded build/gradient.jpg 200 120
-decoded build/frame-from-cpp.jpg 320 240
+decoded build/frame.jpg 320 240
 
 ppmmake '#4080c0' 90 70 | pnmtopng >photo.png
 head -c $((640 * 480 * 3 / 2)) /dev/zero >frame.nv12
@@ -41,7 +38,7 @@ bash -euxo pipefail commands
 export LD_LIBRARY_PATH
 ./gradient && ./frame
 decoded gradient.jpg 200 120
-decoded frame-from-cpp.jpg 320 240
 decoded photo.jpg 90 70
-decoded frame.jpg 640 480
+decoded frame.jpg 320 240
+decoded nv12.jpg 640 480
 decoded demo.jpg 1920 1080
