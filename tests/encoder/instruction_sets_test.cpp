@@ -1,5 +1,6 @@
 // Whole encodings with every instruction set: nothing that the host sees tells which one it was. Pictures
 // are wide, so that as many MCUs are taken at once as an instruction set ever takes.
+#include <algorithm>
 #include <random>
 
 #include <gtest/gtest.h>
@@ -84,6 +85,18 @@ int32_t expectSame(const Case& given, const vela::RoutineTable* routines) {
     EXPECT_TRUE(sameBytes(expected.jpeg, seen.jpeg));
     EXPECT_EQ(firstDifference(seen.calls, expected.calls), "");
     return expected.status;
+}
+
+TEST(InstructionSetChoice, IsTheBestThatTheMachineHas) {
+    // Fault: a slower one chosen, or one that the machine cannot run.
+    const auto tables = vela::routineTables();
+    const auto best = std::find_if(tables.begin(), tables.end(),
+                                   [](const auto* routines) { return vela::canRun(*routines); });
+    EXPECT_EQ(&vela::routinesOfThisMachine(), *best);
+    for (size_t i = 1; i < tables.size();
+         i++) // best first: features stand in the order they came in
+        EXPECT_LE(tables[i]->requiredFeatures, tables[i - 1]->requiredFeatures) << i;
+    EXPECT_STREQ(tables.back()->name, "plain");
 }
 
 TEST_P(InstructionSets, LookTheSameFromOutside) {

@@ -117,6 +117,7 @@ TEST(ParameterCheck, PictureAlone) {
         {"planar, bottom-up", kBadArg, [](Records& r) { r.setFormat(11, 3, 3, -96); }},
         {"planar, no Cr", kBadArg,
          [](Records& r) { r.setFormat(11, 3, 3), r.picture.plane[2] = nullptr; }},
+        {"NV12, three planes", kOk, [](Records& r) { r.setFormat(13, 3, 3); }},
         {"NV12, one plane", kBadArg, [](Records& r) { r.setFormat(13, 1, 3); }},
         {"NV12, no chroma step", kBadArg,
          [](Records& r) { r.setFormat(13, 2, 3), r.picture.step[1] = 0; }},
