@@ -21,9 +21,8 @@ Status encodePicture(Bitstream_JPEG* stream, EncoderState_JPEG* state) {
         return velaCompress_BaseLine_JPEG(stream, state);
     case ENC_MODE_PROGRESSIVE:
         return velaCompress_Progressive_JPEG(stream, state);
-    default:
-        return ENC_STATUS_NOTSUPPORTED;
     }
+    return ENC_STATUS_NOTSUPPORTED;
 }
 
 /// Hands a block to the host, if there is one, by the address of the variable that holds it.

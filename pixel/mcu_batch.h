@@ -10,9 +10,11 @@ namespace vela {
 
 class McuBatch {
 public:
-    explicit McuBatch(const EncoderState_JPEG& state)
-        : single_(state.blockSpec), several_(state.blockSpec),
-          size_(std::max<int32_t>(1, state.routines->batchBlocks / several_.blockCount)) {
+    explicit McuBatch(const EncoderState_JPEG& state) : state_(state) {
+        if (kMaxBatchBlocks == 0)
+            return;
+        several_ = state.blockSpec;
+        size_ = std::max<int32_t>(1, state.routines->batchBlocks / several_.blockCount);
         for (int32_t i = 0; i < several_.blockCount; i++)
             several_.blockSamples[i] = samples_ + i * kBlockSamples;
     }
@@ -23,13 +25,31 @@ public:
     /// The first of count MCUs' blocks, with those of the others after them (blockOf):
     ///
     ///     | Y | Y | Y | Y | Cb | Cr | Y | Y | Y | Y | Cb | Cr | ...
-    const BlockSpec& blocks(int32_t count) {
-        return kMaxBatchBlocks == 0 || count == 1 ? single_ : several_;
+    const BlockSpec& blocks(int32_t count) const {
+        return isSingle(count) ? state_.blockSpec : several_;
+    }
+
+    /// Calls use(m, areas) for each of count MCUs, areas being its components' first blocks.
+    template <class Use>
+    void forEach(int32_t count, Use use) const {
+        if (isSingle(count)) {
+            use(0, state_.bufSpec.compBlocks[0]);
+            return;
+        }
+        const int32_t luma = several_.blockCount - several_.chromaBlocks;
+        for (int32_t m = 0; m < count; m++) {
+            int16_t* const first = blockOf(several_, m, 0);
+            int16_t* const chroma = first + luma * kBlockSamples;
+            int16_t* const areas[3] = {first, chroma, chroma + kBlockSamples};
+            use(m, areas);
+        }
     }
 
 private:
-    const BlockSpec& single_;
-    BlockSpec several_;
+    static bool isSingle(int32_t count) { return kMaxBatchBlocks == 0 || count == 1; }
+
+    const EncoderState_JPEG& state_;
+    BlockSpec several_; // used where batches are
     int32_t size_;
     alignas(64) int16_t samples_[std::max(kMaxBatchBlocks, 1) * kBlockSamples];
 };

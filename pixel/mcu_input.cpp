@@ -12,7 +12,7 @@ McuInput::McuInput(const EncoderState_JPEG& state)
 }
 
 void McuInput::convertPartial(const PlanePointers& corner, int32_t validWidth, int32_t validHeight,
-                              int16_t* const areas[3]) const {
+                              int16_t* const areas[]) const {
     const MCUSpec& mcu = state_.mcuSpec;
     const ProcSpec& routines = state_.procSpec;
     const BufSpec& buffers = state_.bufSpec;

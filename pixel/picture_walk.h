@@ -27,14 +27,20 @@ template <class RowSource, class Visitor>
         status = visitor.beginRow();
     int32_t column = mcu.startColumn;
     while (status == ENC_STATUS_OK && column < columns) {
-        const int32_t most = column < wholeColumns ? wholeColumns - column : 1;
-        int32_t count = std::min(batch.size(), most);
+        const bool whole = column < wholeColumns;
+        int32_t count = whole ? std::min(batch.size(), wholeColumns - column) : 1;
         status = visitor.room(count);
         if (status != ENC_STATUS_OK)
             break;
         const int32_t validWidth = column < mcu.mcusAcross ? mcu.mcuWidth : mcu.widthRemainder;
+        batch.forEach(count, [&](int32_t m, int16_t* const areas[]) {
+            const PlanePointers corner = input.corner(top, column + m);
+            if (whole)
+                input.convertWhole(corner, areas);
+            else
+                input.convertPartial(corner, validWidth, validHeight, areas);
+        });
         const BlockSpec& blocks = batch.blocks(count);
-        input.convert(top, column, validWidth, validHeight, blocks, count);
         state.routines->transformMcus(blocks, count);
         status = visitor.take(blocks, count, validWidth, validHeight);
         column += count;
