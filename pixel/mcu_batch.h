@@ -51,7 +51,7 @@ private:
     const EncoderState_JPEG& state_;
     BlockSpec several_; // used where batches are
     int32_t size_;
-    alignas(64) int16_t samples_[std::max(kMaxBatchBlocks, 1) * kBlockSamples];
+    alignas(64) int16_t samples_[std::max<int32_t>(kMaxBatchBlocks, 1) * kBlockSamples];
 };
 
 } // namespace vela

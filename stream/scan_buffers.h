@@ -9,7 +9,7 @@ namespace vela {
 /// Bytes that are free in every scan buffer before an MCU, a block that was deferred, or the end of
 /// the picture is packed. What one of these adds to one buffer, at the most:
 ///  - DC first: 6 differences of 3 bytes and a marker, 20 bytes.
-///  - DC refinement: 6 bits behind 31 pending ones, every byte stuffed, and a marker, 12 bytes.
+///  - DC refinement: 6 bits after 31 pending ones, every byte stuffed, and a marker, 12 bytes.
 ///  - AC first: 2 blocks of 197 bytes, 394 bytes (of a 4:2:0 MCU's four, two are deferred).
 ///  - AC refinement: 2 blocks of 299 bytes, 598 bytes.
 /// The blocks' bounds are derived, and asserted, in progressive/ac_packers/plain.
