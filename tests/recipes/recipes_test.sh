@@ -24,10 +24,16 @@ tar -C "$source" -cf - CMakeLists.txt cmake include cpu state stream tables pixe
 cd "$tree"
 cat "$recipes/format.patch" "$recipes/scans.patch" | patch -p1 -s --no-backup-if-mismatch
 
-cmake -B build -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_BUILD_TYPE=Debug -DBUILD_SHARED_LIBS=OFF \
-    -DVELA_BUILD_COMMAND=OFF -DVELA_BUILD_TESTS=OFF -DVELA_INSTALL=OFF >"$tmp/log"
+# As another project's part: the library alone.
+cat >"$tmp/CMakeLists.txt" <<'END'
+cmake_minimum_required(VERSION 3.25)
+project(recipes LANGUAGES C CXX)
+add_subdirectory(tree)
+END
+cmake -S "$tmp" -B build -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_BUILD_TYPE=Debug \
+    -DBUILD_SHARED_LIBS=OFF >"$tmp/log"
 cmake --build build -j2 >"$tmp/log" || { cat "$tmp/log"; exit 1; }
-"$compiler" -std=c++20 -Iinclude "$recipes/encode_pairs.cpp" build/libvelajpeg.a -o "$tmp/encode_pairs"
+"$compiler" -std=c++20 -Iinclude "$recipes/encode_pairs.cpp" build/tree/libvelajpeg.a -o "$tmp/encode_pairs"
 mkdir "$tmp/pairs"
 "$tmp/encode_pairs" "$tmp/pairs"
 count=0
