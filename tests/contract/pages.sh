@@ -32,4 +32,8 @@ for page in *.md docs/*.md examples/*/*.md; do
         exit $wrong;
     ' "$page" || wrong=1
 done
+for text in docs/*.dot; do
+    grep -q "$(sha256sum <"$text" | cut -c1-64)" "${text%.dot}.svg" ||
+        { echo "${text%.dot}.svg is not made of $text: scripts/draw_pages.sh" && wrong=1; }
+done
 exit $wrong
