@@ -38,7 +38,7 @@ struct FormatPicture {
 
     Format format;
     int32_t width, height;            // in pixels
-    std::array<SamplePlane, 3> plane; // those behind the format's last one are empty
+    std::array<SamplePlane, 3> plane; // those after the format's last one are empty
 
     /// Our description of it; nothing is written through its pointers.
     Picture_JPEG record() const;

@@ -33,7 +33,7 @@ std::vector<uint8_t> readFile(InputFile& file) {
     return bytes;
 }
 
-// libpng stops at the last row, whatever is missing behind it. A chunk is length, type, data, CRC.
+// libpng stops at the last row, whatever is missing after it. A chunk is length, type, data, CRC.
 bool hasAllChunks(const std::vector<uint8_t>& bytes) {
     constexpr size_t kChunkFrame = 12;
     size_t at = kSignature;

@@ -5,7 +5,7 @@
 namespace vela {
 namespace {
 
-/// A symbol and the extra bits behind it: of the coefficient, or of the end-of-band run.
+/// A symbol and the extra bits after it: of the coefficient, or of the end-of-band run.
 void encodeSymbol(uint32_t symbol, PackedReader& in, ScanGatherer& gatherer,
                   const EncodeHuffmanSpec& table) {
     auto bits = static_cast<int32_t>(symbol & 15);

@@ -7,7 +7,7 @@ namespace vela {
 namespace {
 
 /// A difference's size is 0..11; nothing in a byte sequence from elsewhere makes it more than the
-/// 15 bits that may stand behind a code.
+/// 15 bits that may follow a code.
 constexpr uint32_t kMaxDifferenceSize = 15;
 
 void encodeDifference(uint32_t symbol, PackedReader& in, ScanGatherer& gatherer,

@@ -83,7 +83,7 @@ struct RestartCounter {
     uint32_t scanIndex;                   // scans started, progressive mode
     uint32_t rstIndex;                    // 0..7, of the next RST marker
     uint32_t mcusToGo;                    // in the current restart interval
-    uint32_t scanIntervalLeft[kMaxScans]; // the same for each scan, progressive mode
+    uint32_t scanIntervalLeft[kMaxScans]; // the same per scan, progressive mode
     uint32_t scanRstIndex[kMaxScans];
 };
 

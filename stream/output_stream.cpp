@@ -25,7 +25,7 @@ Status czFlushStreamBytes_JPEGENC(Bitstream_JPEG* stream, int32_t needed, FlushC
 
 Status czWriteStreamBytes_JPEGENC(const uint8_t* bytes, int32_t count, Bitstream_JPEG* stream,
                                   FlushCallback flush, uint32_t flushContext) {
-    uint8_t completed[2] = {0, 0}; // the last data byte and what is stuffed behind it
+    uint8_t completed[2] = {0, 0}; // the last data byte and what is stuffed after it
     int32_t completedBytes = 0;
     if (stream->bitCount != 0) {
         completed[0] = static_cast<uint8_t>(*stream->cursor | (0xFF >> stream->bitCount));

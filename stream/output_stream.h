@@ -19,7 +19,7 @@ inline int64_t streamRoom(const Bitstream_JPEG& stream) {
 }
 
 /// Makes at least needed bytes of room, handing the finished bytes to flush if there is less;
-/// whatever flush leaves moves to the buffer's start, with the partial byte behind it. With a
+/// whatever flush leaves moves to the buffer's start, with the partial byte after it. With a
 /// flushContext of 0 the finished bytes are dropped instead. ENC_STATUS_OUTPUT_FULL, with the
 /// stream unchanged, if flush takes too few bytes or answers with anything but a count from 0 to
 /// used.
