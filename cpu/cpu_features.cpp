@@ -23,38 +23,6 @@
 #endif
 
 namespace vela {
-namespace {
-
-constexpr uint32_t kLeaf1EcxSse41 = 1u << 19;
-constexpr uint32_t kLeaf1EcxOsxsave = 1u << 27;
-constexpr uint32_t kLeaf7EbxAvx2 = (1u << 5) | (1u << 3) | (1u << 8); // AVX2, BMI1, BMI2
-constexpr uint32_t kLeaf7EbxAvx512 =
-    (1u << 16) | (1u << 17) | (1u << 28) | (1u << 30) | (1u << 31);    // F, DQ, CD, BW, VL
-constexpr uint32_t kLeaf7EcxVbmi = (1u << 1) | (1u << 6) | (1u << 11); // VBMI, VBMI2, VNNI
-constexpr uint32_t kLeafExt1EcxLzcnt = 1u << 5;
-constexpr uint32_t kXcr0Avx = 0x06;    // XMM and YMM registers are saved
-constexpr uint32_t kXcr0Avx512 = 0xE6; // and the opmask and ZMM registers
-
-constexpr bool hasAll(uint32_t bits, uint32_t wanted) {
-    return (bits & wanted) == wanted;
-}
-
-} // namespace
-
-uint32_t featuresOf(const CpuidWords& words) {
-    const uint32_t saved = hasAll(words.leaf1Ecx, kLeaf1EcxOsxsave) ? words.xcr0 : 0;
-    if (!hasAll(words.leaf1Ecx, kLeaf1EcxSse41))
-        return 0;
-    uint32_t features = kCpuSse41;
-    if (!hasAll(saved, kXcr0Avx) || !hasAll(words.leaf7Ebx, kLeaf7EbxAvx2) ||
-        !hasAll(words.leafExt1Ecx, kLeafExt1EcxLzcnt))
-        return features;
-    features |= kCpuAvx2;
-    if (!hasAll(saved, kXcr0Avx512) || !hasAll(words.leaf7Ebx, kLeaf7EbxAvx512))
-        return features;
-    features |= kCpuAvx512;
-    return hasAll(words.leaf7Ecx, kLeaf7EcxVbmi) ? features | kCpuAvx512Vbmi : features;
-}
 
 #ifdef __x86_64__
 
@@ -69,7 +37,7 @@ uint32_t cpuFeaturesByCpuid() {
     }
     if (__get_cpuid(0x80000001, &eax, &ebx, &ecx, &edx) != 0)
         words.leafExt1Ecx = ecx;
-    if (hasAll(words.leaf1Ecx, kLeaf1EcxOsxsave)) {
+    if ((words.leaf1Ecx & kLeaf1EcxOsxsave) != 0) { // else there is no such instruction
         uint32_t upper;
         __asm__("xgetbv" : "=a"(words.xcr0), "=d"(upper) : "c"(0));
     }
