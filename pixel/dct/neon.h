@@ -3,109 +3,72 @@
 // samples.
 #pragma once
 
-#include <arm_neon.h>
-
-#include "cpu/isa.h"
+#include "cpu/vectors_neon.h"
 #include "pixel/dct/constants.h"
+#include "pixel/dct/transform8.h"
 #include "state/dct_scale.h"
 #include "state/encoder_state.h"
 
 namespace vela::VELA_ISA {
 namespace {
 
-using V = int16x8_t;
+/// The products of transform8, by constants in the elements of a register.
+struct Factors {
+    int16x4_t constants;
 
-/// The constants, one to a lane.
-enum Factor : int { cosPi4, sinPi8, halfSum, difference };
-inline int16x4_t loadFactors() {
-    static constexpr int16_t factors[4] = {kCosPi4, kSinPi8, kHalfSum, kDifference};
-    return vld1_s16(factors);
-}
-
-/// floor(x * c / 2^15)
-template <Factor c>
-V mul(V x, int16x4_t factors) {
-    return vqdmulhq_lane_s16(x, factors, c);
-}
-
-/// One 8-point transform: output k becomes d[k], in all elements alike.
-inline void transform8(V d[8], int16x4_t factors) {
-    const V t0 = vaddq_s16(d[0], d[7]);
-    const V t7 = vsubq_s16(d[0], d[7]);
-    const V t1 = vaddq_s16(d[1], d[6]);
-    const V t6 = vsubq_s16(d[1], d[6]);
-    const V t2 = vaddq_s16(d[2], d[5]);
-    const V t5 = vsubq_s16(d[2], d[5]);
-    const V t3 = vaddq_s16(d[3], d[4]);
-    const V t4 = vsubq_s16(d[3], d[4]);
-
-    const V t10 = vaddq_s16(t0, t3);
-    const V t13 = vsubq_s16(t0, t3);
-    const V t11 = vaddq_s16(t1, t2);
-    const V t12 = vsubq_s16(t1, t2);
-    const V z1 = mul<cosPi4>(vaddq_s16(t12, t13), factors);
-    d[0] = vaddq_s16(t10, t11);
-    d[4] = vsubq_s16(t10, t11);
-    d[2] = vaddq_s16(t13, z1);
-    d[6] = vsubq_s16(t13, z1);
-
-    const V p10 = vaddq_s16(t4, t5);
-    const V p11 = vaddq_s16(t5, t6);
-    const V p12 = vaddq_s16(t6, t7);
-    const V z5 = mul<sinPi8>(vsubq_s16(p10, p12), factors);
-    const V z2 = vaddq_s16(mul<difference>(p10, factors), z5);
-    const V z4 = vaddq_s16(mul<halfSum>(vqaddq_s16(p12, p12), factors), z5);
-    const V z3 = mul<cosPi4>(p11, factors);
-    const V z11 = vaddq_s16(t7, z3);
-    const V z13 = vsubq_s16(t7, z3);
-    d[5] = vaddq_s16(z13, z2);
-    d[3] = vsubq_s16(z13, z2);
-    d[1] = vaddq_s16(z11, z4);
-    d[7] = vsubq_s16(z11, z4);
-}
+    static Factors load() {
+        static constexpr int16_t kConstants[4] = {kCosPi4, kSinPi8, kHalfSum, kDifference};
+        return {vld1_s16(kConstants)};
+    }
+    VELA_INLINE V128 cosPi4(V128 x) const { return {vqdmulhq_lane_s16(x.raw, constants, 0)}; }
+    VELA_INLINE V128 sinPi8(V128 x) const { return {vqdmulhq_lane_s16(x.raw, constants, 1)}; }
+    VELA_INLINE V128 halfSum(V128 x) const { return {vqdmulhq_lane_s16(x.raw, constants, 2)}; }
+    VELA_INLINE V128 difference(V128 x) const { return {vqdmulhq_lane_s16(x.raw, constants, 3)}; }
+};
 
 /// Exchanges the odd elements of a with the even ones of b.
-inline void exchange16(V& a, V& b) {
-    const int16x8x2_t t = vtrnq_s16(a, b);
-    a = t.val[0];
-    b = t.val[1];
+inline void exchange16(V128& a, V128& b) {
+    const int16x8x2_t t = vtrnq_s16(a.raw, b.raw);
+    a = {t.val[0]};
+    b = {t.val[1]};
 }
 
 /// The same with pairs of elements, and with halves of registers.
-inline void exchange32(V& a, V& b) {
-    const int32x4x2_t t = vtrnq_s32(vreinterpretq_s32_s16(a), vreinterpretq_s32_s16(b));
-    a = vreinterpretq_s16_s32(t.val[0]);
-    b = vreinterpretq_s16_s32(t.val[1]);
+inline void exchange32(V128& a, V128& b) {
+    const int32x4x2_t t = vtrnq_s32(vreinterpretq_s32_s16(a.raw), vreinterpretq_s32_s16(b.raw));
+    a = {vreinterpretq_s16_s32(t.val[0])};
+    b = {vreinterpretq_s16_s32(t.val[1])};
 }
 
-inline void exchange64(V& a, V& b) {
+inline void exchange64(V128& a, V128& b) {
 #ifdef __aarch64__
-    const V low = vcombine_s16(vget_low_s16(a), vget_low_s16(b));
-    b = vcombine_s16(vget_high_s16(a), vget_high_s16(b));
-    a = low;
+    const int16x8_t low = vcombine_s16(vget_low_s16(a.raw), vget_low_s16(b.raw));
+    b = {vcombine_s16(vget_high_s16(a.raw), vget_high_s16(b.raw))};
+    a = {low};
 #else // one instruction, for which there is no intrinsic
-    __asm__("vswp %f0, %e1" : "+w"(a), "+w"(b));
+    __asm__("vswp %f0, %e1" : "+w"(a.raw), "+w"(b.raw));
 #endif
 }
 
-/// Transposes 8 x 8 elements. Names: row and column digits, as they stand in a register.
-inline void transpose(V d[8]) {
+/// Transposes 8 x 8 elements. Drawn: row and column digits of the elements, the lowest one first.
+inline void transpose(V128 (&d)[8]) {
+    //                         d[0]: 00 01 02 03 04 05 06 07, d[1]: 10 11 12 ..
     exchange16(d[0], d[1]); // 00 10 02 12 04 14 06 16, 01 11 03 13 05 15 07 17
     exchange16(d[2], d[3]); // 20 30 22 32 24 34 26 36, 21 31 23 33 25 35 27 37
-    exchange16(d[4], d[5]);
-    exchange16(d[6], d[7]);
+    exchange16(d[4], d[5]); // 40 50 42 52 44 54 46 56, 41 51 43 53 45 55 47 57
+    exchange16(d[6], d[7]); // 60 70 62 72 64 74 66 76, 61 71 63 73 65 75 67 77
     exchange32(d[0], d[2]); // 00 10 20 30 04 14 24 34, 02 12 22 32 06 16 26 36
     exchange32(d[1], d[3]); // 01 11 21 31 05 15 25 35, 03 13 23 33 07 17 27 37
     exchange32(d[4], d[6]); // 40 50 60 70 44 54 64 74, 42 52 62 72 46 56 66 76
-    exchange32(d[5], d[7]);
+    exchange32(d[5], d[7]); // 41 51 61 71 45 55 65 75, 43 53 63 73 47 57 67 77
     exchange64(d[0], d[4]); // 00 10 20 30 40 50 60 70, 04 14 24 34 44 54 64 74
-    exchange64(d[1], d[5]);
-    exchange64(d[2], d[6]);
+    exchange64(d[1], d[5]); // 01 11 21 31 41 51 61 71, 05 15 25 35 45 55 65 75
+    exchange64(d[2], d[6]); // and so on
     exchange64(d[3], d[7]);
 }
 
 /// Elements 0..3, then 4..7.
-inline V setHalves(int16_t low, int16_t high) {
+inline int16x8_t setHalves(int16_t low, int16_t high) {
     return vcombine_s16(vdup_n_s16(low), vdup_n_s16(high));
 }
 
@@ -113,33 +76,34 @@ inline V setHalves(int16_t low, int16_t high) {
 /// 0..3, and drops one bit below the product with the reciprocal. Here the product is doubled: at
 /// n = 0 one bit more is dropped of it, together with the rounding; otherwise the scale is 2^(n - 1).
 template <int32_t u>
-V quantize(V x, V reciprocals) {
+V128 quantize(V128 coefficients, V128 reciprocals) {
+    int16x8_t x = coefficients.raw;
     constexpr int32_t low = kPreScaleShift.of[8 * u] - 1; // v = 0..3
     constexpr int32_t high = kPreScaleShift.of[8 * u + 4] - 1;
     constexpr int16_t up[2] = {low > 0 ? low : 0, high > 0 ? high : 0};
     if constexpr (up[0] > 0 || up[1] > 0)
         x = vshlq_s16(x, setHalves(up[0], up[1]));
-    const V product = vqdmulhq_s16(x, reciprocals);
+    const int16x8_t product = vqdmulhq_s16(x, reciprocals.raw);
     if constexpr (low >= 0 && high >= 0)
-        return vrshrq_n_s16(product, 1);
-    return vrshlq_s16(product, setHalves(low < 0 ? -2 : -1, high < 0 ? -2 : -1));
+        return {vrshrq_n_s16(product, 1)};
+    return {vrshlq_s16(product, setHalves(low < 0 ? -2 : -1, high < 0 ? -2 : -1))};
 }
 
 /// The next row of eight.
-inline V load(const int16_t*& from) {
-    const V row = vld1q_s16(from);
+inline V128 load(const int16_t*& from) {
+    const V128 row = {vld1q_s16(from)};
     from += 8;
     return row;
 }
 
-inline void store(int16_t*& to, V row) {
-    vst1q_s16(to, row);
+inline void store(int16_t*& to, V128 row) {
+    vst1q_s16(to, row.raw);
     to += 8;
 }
 
-inline void transformBlock(int16_t* block, const int16_t* quant, int16x4_t factors) {
+inline void transformBlock(int16_t* block, const int16_t* quant, const Factors& factors) {
     const int16_t* samples = block;
-    V d[8];
+    V128 d[8];
     d[0] = load(samples);
     d[1] = load(samples);
     d[2] = load(samples);
@@ -162,7 +126,7 @@ inline void transformBlock(int16_t* block, const int16_t* quant, int16x4_t facto
 }
 
 inline void transformAll(const BlockSpec& blocks, int32_t mcuCount) {
-    const int16x4_t factors = loadFactors();
+    const Factors factors = Factors::load();
     for (int32_t mcu = 0; mcu < mcuCount; mcu++)
         for (int32_t i = 0; i < blocks.blockCount; i++)
             transformBlock(blockOf(blocks, mcu, i), blocks.blockQuant[i], factors);

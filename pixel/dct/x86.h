@@ -14,6 +14,7 @@
 
 #include "cpu/vectors_x86.h"
 #include "pixel/dct/constants.h"
+#include "pixel/dct/transform8.h"
 #include "state/dct_scale.h"
 #include "state/encoder_state.h"
 
@@ -72,42 +73,14 @@ VELA_INLINE V mulQ15(V x) {
         return add16(multiplyHigh16(x, V::set16(2 * c - 65536)), x);
 }
 
-/// One 8-point transform: output k becomes d[k], in all elements alike.
+/// The products of transform8.
 template <class V>
-VELA_INLINE void transform8(V (&d)[8]) {
-    const V t0 = add16(d[0], d[7]);
-    const V t7 = sub16(d[0], d[7]);
-    const V t1 = add16(d[1], d[6]);
-    const V t6 = sub16(d[1], d[6]);
-    const V t2 = add16(d[2], d[5]);
-    const V t5 = sub16(d[2], d[5]);
-    const V t3 = add16(d[3], d[4]);
-    const V t4 = sub16(d[3], d[4]);
-
-    const V t10 = add16(t0, t3);
-    const V t13 = sub16(t0, t3);
-    const V t11 = add16(t1, t2);
-    const V t12 = sub16(t1, t2);
-    const V z1 = mulQ15<kCosPi4>(add16(t12, t13));
-    d[0] = add16(t10, t11);
-    d[4] = sub16(t10, t11);
-    d[2] = add16(t13, z1);
-    d[6] = sub16(t13, z1);
-
-    const V p10 = add16(t4, t5);
-    const V p11 = add16(t5, t6);
-    const V p12 = add16(t6, t7);
-    const V z5 = mulQ15<kSinPi8>(sub16(p10, p12));
-    const V z2 = add16(mulQ15<kDifference>(p10), z5);
-    const V z4 = add16(mulQ15<kHalfSum>(addSaturated16(p12, p12)), z5);
-    const V z3 = mulQ15<kCosPi4>(p11);
-    const V z11 = add16(t7, z3);
-    const V z13 = sub16(t7, z3);
-    d[5] = add16(z13, z2);
-    d[3] = sub16(z13, z2);
-    d[1] = add16(z11, z4);
-    d[7] = sub16(z11, z4);
-}
+struct Factors {
+    VELA_INLINE V cosPi4(V x) const { return mulQ15<kCosPi4>(x); }
+    VELA_INLINE V sinPi8(V x) const { return mulQ15<kSinPi8>(x); }
+    VELA_INLINE V halfSum(V x) const { return mulQ15<kHalfSum>(x); }
+    VELA_INLINE V difference(V x) const { return mulQ15<kDifference>(x); }
+};
 
 /// Transposes the 8 x 8 elements of each lane. Drawn: row and column digits of the elements, the lowest
 /// one of a lane first.
@@ -159,9 +132,9 @@ VELA_INLINE void transformBlocks(int16_t* const blocks[], const int16_t* quant) 
     V d[8];
     for (int32_t y = 0; y < 8; y++)
         d[y] = Group::load(blocks, 8 * y);
-    transform8(d);
+    transform8(d, Factors<V>{});
     transposeLanes(d);
-    transform8(d);
+    transform8(d, Factors<V>{});
     for (int32_t u = 0; u < 8; u++) {
         const V scaled = multiplyLow16(d[u], preScale<V>(u));
         const V product = multiplyHigh16(scaled, V::toAllLanes(V128::load(quant + 8 * u)));
