@@ -11,9 +11,11 @@ struct SourceLayout {
     int32_t bandRows[3]; // rows of a whole MCU row
     int32_t vertical[3]; // luminance rows per row of the plane
 
-    // In slice mode: planes one after another, in rows without gaps
-    int64_t rowBytes[3];
-    int64_t planeStart[3]; // in bytes from the picture's first byte
+    // In slice mode: planes one after another, in rows without gaps. On boundaries of four bytes: the
+    // state, which this is a part of, asks the host for no more on 32-bit machines.
+    using Bytes [[gnu::aligned(4)]] = int64_t;
+    Bytes rowBytes[3];
+    Bytes planeStart[3]; // from the picture's first byte
 
     /// Start of an MCU row in a plane, in bytes from the picture's first byte.
     int64_t bandStart(int32_t plane, int32_t mcuRow) const {

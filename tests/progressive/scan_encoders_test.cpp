@@ -59,7 +59,7 @@ TEST(ScanEncoders, CorrectionBitsCountAgainstTheRoom) {
     };
     const std::vector<uint8_t> whole = encode(1 << 20);
     EXPECT_GT(whole.size(), 65536u);
-    for (const size_t size : {200, 1000, 4000, 65536})
+    for (const size_t size : {200u, 1000u, 4000u, 65536u})
         EXPECT_TRUE(test::sameBytes(whole, encode(size))) << size;
 }
 
