@@ -17,9 +17,10 @@ declare -A below=(
     [baseline]="vela cpu state stream tables pixel"
     [progressive]="vela cpu state stream tables pixel"
     [encoder]="vela cpu state stream tables pixel baseline progressive"
+    [easy]="vela cpu"
     [cli]="vela"
     [examples]="vela"
-    [bench]="vela cpu state stream tables pixel baseline progressive encoder cli"
+    [bench]="vela cpu state stream tables pixel baseline progressive encoder easy cli"
 )
 declare -A ours # base names of the files that only some may include
 for file in $(sources); do
