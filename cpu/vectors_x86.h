@@ -120,6 +120,10 @@ namespace {
     VELA_INLINE friend V packSaturated16(V a, V b) {                                  \
         return {prefix##_packs_epi16(a.raw, b.raw)};                                  \
     }                                                                                 \
+    /* the same to unsigned ones */                                                   \
+    VELA_INLINE friend V packUnsigned16(V a, V b) {                                   \
+        return {prefix##_packus_epi16(a.raw, b.raw)};                                 \
+    }                                                                                 \
     /* the same from 32 bits to 16 */                                                 \
     VELA_INLINE friend V packSaturated32(V a, V b) {                                  \
         return {prefix##_packs_epi32(a.raw, b.raw)};                                  \
@@ -148,6 +152,21 @@ struct V128 {
     /// x, then zeros.
     VELA_INLINE static V128 lowest32(int32_t x) { return {_mm_cvtsi32_si128(x)}; }
     VELA_INLINE void store(void* to) const { _mm_storeu_si128(static_cast<__m128i*>(to), raw); }
+    VELA_INLINE void storeLow64(void* to) const {
+        _mm_storel_epi64(static_cast<__m128i*>(to), raw);
+    }
+    VELA_INLINE void storeHigh64(void* to) const {
+        _mm_storel_epi64(static_cast<__m128i*>(to), _mm_unpackhi_epi64(raw, raw));
+    }
+    /// Of each lane, the 32-bit elements 0 and 2, or 1 and 3, of a, then of b; so for other widths.
+    VELA_INLINE friend V128 evenWords32(V128 a, V128 b) {
+        return {_mm_castps_si128(
+            _mm_shuffle_ps(_mm_castsi128_ps(a.raw), _mm_castsi128_ps(b.raw), 0x88))};
+    }
+    VELA_INLINE friend V128 oddWords32(V128 a, V128 b) {
+        return {_mm_castps_si128(
+            _mm_shuffle_ps(_mm_castsi128_ps(a.raw), _mm_castsi128_ps(b.raw), 0xDD))};
+    }
     VELA_INLINE friend bool isZero(V128 a) { return _mm_testz_si128(a.raw, a.raw) != 0; }
     /// A bit for every byte that is the same in a and b, bit 0 for the first; so for other widths.
     VELA_INLINE friend uint64_t equalBits8(V128 a, V128 b) {
@@ -178,6 +197,14 @@ struct V256 {
     VELA_INLINE void store(void* to) const { _mm256_storeu_si256(static_cast<__m256i*>(to), raw); }
     VELA_INLINE friend uint64_t equalBits8(V256 a, V256 b) {
         return static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(a.raw, b.raw)));
+    }
+    VELA_INLINE friend V256 evenWords32(V256 a, V256 b) {
+        return {_mm256_castps_si256(
+            _mm256_shuffle_ps(_mm256_castsi256_ps(a.raw), _mm256_castsi256_ps(b.raw), 0x88))};
+    }
+    VELA_INLINE friend V256 oddWords32(V256 a, V256 b) {
+        return {_mm256_castps_si256(
+            _mm256_shuffle_ps(_mm256_castsi256_ps(a.raw), _mm256_castsi256_ps(b.raw), 0xDD))};
     }
     /// Element i is table[indices[i]].
     VELA_INLINE friend V256 permute32(V256 table, V256 indices) {
@@ -215,6 +242,14 @@ struct V512 {
     VELA_INLINE friend uint64_t nonZeroBits16(V512 a) {
         return _mm512_test_epi16_mask(a.raw, a.raw);
     }
+    VELA_INLINE friend V512 evenWords32(V512 a, V512 b) {
+        return {_mm512_castps_si512(
+            _mm512_shuffle_ps(_mm512_castsi512_ps(a.raw), _mm512_castsi512_ps(b.raw), 0x88))};
+    }
+    VELA_INLINE friend V512 oddWords32(V512 a, V512 b) {
+        return {_mm512_castps_si512(
+            _mm512_shuffle_ps(_mm512_castsi512_ps(a.raw), _mm512_castsi512_ps(b.raw), 0xDD))};
+    }
     /// Element i is table[indices[i]].
     VELA_INLINE friend V512 permute32(V512 table, V512 indices) {
         return {_mm512_permutexvar_epi32(indices.raw, table.raw)};
@@ -223,6 +258,18 @@ struct V512 {
     VELA_INLINE friend V512 permute16(V512 low, V512 indices, V512 high) {
         return {_mm512_permutex2var_epi16(low.raw, indices.raw, high.raw)};
     }
+#ifdef __AVX512VBMI__
+    /// Byte i is bytes[indices[i]] where the mask has bit i, else 0.
+    VELA_INLINE friend V512 chooseBytes(V512 bytes, V512 indices, uint64_t mask) {
+        return {_mm512_maskz_permutexvar_epi8(mask, indices.raw, bytes.raw)};
+    }
+#endif
+#ifdef __AVX512VNNI__
+    /// sum + multiplyAddPairs(a, b).
+    VELA_INLINE friend V512 addMultiplyAddPairs(V512 sum, V512 a, V512 b) {
+        return {_mm512_dpwssd_epi32(sum.raw, a.raw, b.raw)};
+    }
+#endif
     VELA_VECTOR_OPERATIONS(V512, _mm512, si512)
     VELA_WIDE_OPERATIONS(V512, _mm512)
 };

@@ -44,10 +44,24 @@ int main(void) {
 END
 cat >user/CMakeLists.txt <<'END'
 cmake_minimum_required(VERSION 3.25)
-project(user LANGUAGES C)
+project(user LANGUAGES C CXX)
 find_package(velajpeg 1.1 REQUIRED)
 add_executable(user main.c)
 target_link_libraries(user PRIVATE velajpeg::velajpeg)
+add_executable(easy easy.c)
+target_link_libraries(easy PRIVATE velajpeg::easy)
+END
+cat >user/easy.c <<'END'
+#include <stdio.h>
+#include <vela/easy.h>
+int main(void) {
+    VelaEncoder* encoder = velaEncoderNew();
+    VelaImage image = {VELA_FORMAT_GRAY8, 1, 1, {""}};
+    const uint8_t* jpeg;
+    size_t size;
+    puts(VELA_VERSION_TEXT);
+    return velaEncodeToMemory(encoder, &image, NULL, &jpeg, &size);
+}
 END
 cat >part/CMakeLists.txt <<END
 cmake_minimum_required(VERSION 3.25)
@@ -58,16 +72,17 @@ target_link_libraries(user PRIVATE velajpeg::velajpeg)
 install(TARGETS user)
 END
 
-shared='libvelajpeg.so libvelajpeg.so.N libvelajpeg.so.N.N.N ' static='libvelajpeg.a '
+shared='X.so X.so.N X.so.N.N.N ' static='X.a '
 for choice in "both:$static$shared" "ON:$shared" "OFF:$static"; do
     name=${choice%%:*} expected=${choice#*:} option=()
     [[ $name == both ]] || option=(-DBUILD_SHARED_LIBS="$name")
     check cmake_in "$name" -S "$source" -DVELA_BUILD_COMMAND=OFF -DVELA_BUILD_TESTS=OFF "${option[@]}"
     check grep -qx 'CMAKE_BUILD_TYPE:STRING=Release' "$name/CMakeCache.txt"
     check cmake --install "$name" --prefix "$tmp/prefix-$name"
-    check are "prefix-$name" "$expected"
+    check are "prefix-$name" "${expected//X/libvelajpeg-easy}${expected//X/libvelajpeg}"
     check cmake_in "user-$name" -S user -DCMAKE_PREFIX_PATH="$tmp/prefix-$name"
     check prints_version "user-$name/user"
+    check prints_version "user-$name/easy"
 
     check cmake_in "part-$name" -S part "${option[@]}"
     check prints_version "part-$name/user"

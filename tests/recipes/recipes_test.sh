@@ -31,7 +31,7 @@ project(recipes LANGUAGES C CXX)
 add_subdirectory(tree)
 END
 cmake -S "$tmp" -B build -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_BUILD_TYPE=Debug \
-    -DBUILD_SHARED_LIBS=OFF >"$tmp/log"
+    -DBUILD_SHARED_LIBS=OFF -DVELA_BUILD_EASY=OFF >"$tmp/log"
 cmake --build build -j2 >"$tmp/log" || { cat "$tmp/log"; exit 1; }
 "$compiler" -std=c++20 -Iinclude "$recipes/encode_pairs.cpp" build/tree/libvelajpeg.a -o "$tmp/encode_pairs"
 mkdir "$tmp/pairs"

@@ -1,0 +1,37 @@
+#include "cpu/cpu_features.h"
+#include "cpu/isa.h"
+#include "easy/colour/plain.h"
+
+// The instruction sets of this build, best first; each one's table is made by easy/colour/kernel.cpp, save
+// for the plain one.
+#if defined VELA_X86_KERNELS
+#define VELA_INSTRUCTION_SETS(use) use(avx512vbmi) use(avx512) use(avx2) use(sse41) use(plain)
+#elif defined VELA_NEON_KERNELS
+#define VELA_INSTRUCTION_SETS(use) use(neon) use(plain)
+#else
+#define VELA_INSTRUCTION_SETS(use) use(plain)
+#endif
+
+namespace vela {
+
+#define VELA_DECLARE_ROUTINES(isa)               \
+    namespace isa {                              \
+    extern const ColourRoutines kColourRoutines; \
+    }
+VELA_INSTRUCTION_SETS(VELA_DECLARE_ROUTINES)
+
+std::span<const ColourRoutines* const> colourRoutineTables() {
+#define VELA_ROUTINES_OF(isa) &isa::kColourRoutines,
+    static constexpr const ColourRoutines* kTables[] = {VELA_INSTRUCTION_SETS(VELA_ROUTINES_OF)};
+    return kTables;
+}
+
+const ColourRoutines& colourRoutinesOfThisMachine() {
+    const uint32_t features = cpuFeatures();
+    for (const ColourRoutines* const routines : colourRoutineTables())
+        if ((routines->requiredFeatures & ~features) == 0)
+            return *routines;
+    return plain::kColourRoutines;
+}
+
+} // namespace vela

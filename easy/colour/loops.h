@@ -1,0 +1,82 @@
+// Conversions of YCbCr samples: loops without a dependence from one sample to the next, which a compiler
+// makes vector code of, for each instruction set its own.
+#pragma once
+
+#include "cpu/isa.h"
+#include "easy/colour/adjustment.h"
+
+namespace vela::VELA_ISA {
+namespace {
+
+/// Luminance at byte luma of each group of two, the chroma planes at two bytes of each group of four.
+template <int32_t luma, int32_t cbAt, int32_t crAt>
+void split422(const uint8_t* __restrict row, int32_t width, uint8_t* __restrict y,
+              uint8_t* __restrict cb, uint8_t* __restrict cr) {
+    for (int32_t x = 0; x < width; x++)
+        y[x] = row[2 * x + luma];
+    for (int32_t i = 0; i < (width + 1) / 2; i++) {
+        cb[i] = row[4 * i + cbAt];
+        cr[i] = row[4 * i + crAt];
+    }
+}
+
+inline void splitPacked422(const uint8_t* row, PairOrder order, int32_t width, uint8_t* y,
+                           uint8_t* cb, uint8_t* cr) {
+    switch (order) {
+    case PairOrder::yuyv:
+        return split422<0, 1, 3>(row, width, y, cb, cr);
+    case PairOrder::yvyu:
+        return split422<0, 3, 1>(row, width, y, cb, cr);
+    case PairOrder::uyvy:
+        return split422<1, 0, 2>(row, width, y, cb, cr);
+    case PairOrder::vyuy:
+        return split422<1, 2, 0>(row, width, y, cb, cr);
+    }
+}
+
+inline void splitPairs(const uint8_t* __restrict pairs, int32_t count, uint8_t* __restrict first,
+                       uint8_t* __restrict second) {
+    for (int32_t i = 0; i < count; i++) {
+        first[i] = pairs[2 * i];
+        second[i] = pairs[2 * i + 1];
+    }
+}
+
+/// Rounded, from 1/2^kAdjustmentBits.
+VELA_INLINE uint8_t sample(int32_t value) {
+    const int32_t rounded = (value + (1 << (kAdjustmentBits - 1))) >> kAdjustmentBits;
+    return static_cast<uint8_t>(rounded < 0 ? 0 : rounded > 255 ? 255 : rounded);
+}
+
+// In place is safe as well: a sample depends on what stands where it is written, and on other planes.
+
+inline void adjustLuma(const uint8_t* y, const uint8_t* cb, const uint8_t* cr, bool halved,
+                       int32_t width, const YcbcrAdjustment& by, uint8_t* out) {
+    const int32_t luma = by.luma, lumaCb = by.lumaCb, lumaCr = by.lumaCr, black = by.black;
+    if (lumaCb == 0 && lumaCr == 0) {
+        for (int32_t x = 0; x < width; x++)
+            out[x] = sample(luma * (y[x] - black));
+    } else if (!halved) {
+        for (int32_t x = 0; x < width; x++)
+            out[x] =
+                sample(luma * (y[x] - black) + lumaCb * (cb[x] - 128) + lumaCr * (cr[x] - 128));
+    } else {
+        for (int32_t x = 0; x < width; x++)
+            out[x] = sample(luma * (y[x] - black) + lumaCb * (cb[x / 2] - 128) +
+                            lumaCr * (cr[x / 2] - 128));
+    }
+}
+
+inline void adjustChroma(const uint8_t* cb, const uint8_t* cr, int32_t count,
+                         const YcbcrAdjustment& by, uint8_t* cbOut, uint8_t* crOut) {
+    constexpr int32_t kZero = 128 << kAdjustmentBits;
+    const int32_t cbCb = by.cbCb, cbCr = by.cbCr, crCb = by.crCb, crCr = by.crCr;
+    for (int32_t i = 0; i < count; i++) {
+        const int32_t b = cb[i] - 128, r = cr[i] - 128;
+        cbOut[i] = sample(kZero + cbCb * b + cbCr * r);
+        crOut[i] = sample(kZero + crCb * b + crCr * r);
+    }
+}
+
+} // namespace
+} // namespace vela::VELA_ISA

@@ -1,0 +1,122 @@
+// Rows of pixels, taken in chunks of a vector kernel's own size.
+#pragma once
+
+#include <cstring>
+
+#include "cpu/isa.h"
+#include "easy/colour/routines.h"
+
+namespace vela::VELA_ISA {
+namespace {
+
+/// Of the orders that kernels read: where red, green and blue stand among a pixel's bytes.
+template <int32_t size, int32_t red, int32_t green, int32_t blue>
+struct Bytes {
+    static constexpr int32_t kSize = size, kRed = red, kGreen = green, kBlue = blue;
+};
+
+/// Words of 16 bits as bytes of red, green, blue and one more.
+VELA_INLINE void widen565(const uint8_t* words, int32_t count, uint8_t* out) {
+    for (int32_t x = 0; x < count; x++) {
+        const int32_t v = words[2 * x] | words[2 * x + 1] << 8;
+        out[4 * x] = static_cast<uint8_t>((v >> 8 & 0xF8) | v >> 13);
+        out[4 * x + 1] = static_cast<uint8_t>((v >> 3 & 0xFC) | (v >> 9 & 3));
+        out[4 * x + 2] = static_cast<uint8_t>((v << 3 & 0xF8) | (v >> 2 & 7));
+    }
+}
+
+VELA_INLINE void widen555(const uint8_t* words, int32_t count, uint8_t* out) {
+    for (int32_t x = 0; x < count; x++) {
+        const int32_t v = words[2 * x] | words[2 * x + 1] << 8;
+        out[4 * x] = static_cast<uint8_t>((v >> 7 & 0xF8) | (v >> 12 & 7));
+        out[4 * x + 1] = static_cast<uint8_t>((v >> 2 & 0xF8) | (v >> 7 & 7));
+        out[4 * x + 2] = static_cast<uint8_t>((v << 3 & 0xF8) | (v >> 2 & 7));
+    }
+}
+
+/// Runs a kernel over rows rows of pixels: Kernel::take<Order>(pixels, x) for kernel.kPixels pixels from
+/// column x on. It may read Kernel::kReadBytes from pixels[0..rows - 1]; where the row has fewer, and for
+/// 16-bit words, they come from a buffer, in which a last pixel at an even column stands twice.
+template <class Kernel, int32_t rows>
+class Chunks {
+public:
+    Chunks(const uint8_t* const (&pixels)[rows], int32_t width, const Kernel& kernel)
+        : pixels_(pixels), width_(width), kernel_(kernel) {}
+
+    VELA_INLINE void run(PixelOrder order) const {
+        switch (order) {
+        case PixelOrder::rgb:
+            return runBytes<Bytes<3, 0, 1, 2>>();
+        case PixelOrder::bgr:
+            return runBytes<Bytes<3, 2, 1, 0>>();
+        case PixelOrder::rgbx:
+            return runBytes<Bytes<4, 0, 1, 2>>();
+        case PixelOrder::bgrx:
+            return runBytes<Bytes<4, 2, 1, 0>>();
+        case PixelOrder::xrgb:
+            return runBytes<Bytes<4, 1, 2, 3>>();
+        case PixelOrder::xbgr:
+            return runBytes<Bytes<4, 3, 2, 1>>();
+        case PixelOrder::rgb565:
+            return runWords(widen565);
+        case PixelOrder::rgb555:
+            return runWords(widen555);
+        }
+    }
+
+private:
+    static constexpr int32_t kPixels = Kernel::kPixels;
+
+    struct Buffer {
+        alignas(64) uint8_t bytes[rows][Kernel::kReadBytes + 64];
+    };
+
+    template <class Order>
+    VELA_INLINE void takeBuffer(Buffer& buffer, int32_t x, int32_t count) const {
+        const uint8_t* rowsOfIt[rows];
+        for (int32_t r = 0; r < rows; r++) {
+            uint8_t* const last = buffer.bytes[r] + (count - 1) * Order::kSize;
+            std::memcpy(last + Order::kSize, last, Order::kSize);
+            rowsOfIt[r] = buffer.bytes[r];
+        }
+        kernel_.template take<Order>(rowsOfIt, x);
+    }
+
+    template <class Order>
+    void runBytes() const {
+        int32_t x = 0;
+        const int64_t rowBytes = int64_t{width_} * Order::kSize;
+        for (; int64_t{x} * Order::kSize + Kernel::kReadBytes <= rowBytes; x += kPixels) {
+            const uint8_t* from[rows];
+            for (int32_t r = 0; r < rows; r++)
+                from[r] = pixels_[r] + ptrdiff_t{x} * Order::kSize;
+            kernel_.template take<Order>(from, x);
+        }
+        for (; x < width_; x += kPixels) {
+            Buffer buffer{};
+            const int32_t count = width_ - x < kPixels ? width_ - x : kPixels;
+            for (int32_t r = 0; r < rows; r++)
+                std::memcpy(buffer.bytes[r], pixels_[r] + ptrdiff_t{x} * Order::kSize,
+                            static_cast<size_t>(count * Order::kSize));
+            takeBuffer<Order>(buffer, x, count);
+        }
+    }
+
+    template <class Widen>
+    void runWords(const Widen& widen) const {
+        for (int32_t x = 0; x < width_; x += kPixels) {
+            Buffer buffer{};
+            const int32_t count = width_ - x < kPixels ? width_ - x : kPixels;
+            for (int32_t r = 0; r < rows; r++)
+                widen(pixels_[r] + ptrdiff_t{x} * 2, count, buffer.bytes[r]);
+            takeBuffer<Bytes<4, 0, 1, 2>>(buffer, x, count);
+        }
+    }
+
+    const uint8_t* const (&pixels_)[rows];
+    int32_t width_;
+    Kernel kernel_;
+};
+
+} // namespace
+} // namespace vela::VELA_ISA
