@@ -24,14 +24,14 @@ int32_t weigh(const Weights& w, const Rgb& pixel) {
 }
 
 uint8_t luma(const Rgb& pixel) {
-    return static_cast<uint8_t>((weigh(kY, pixel) + lumaRounding()) >> kBits);
+    return static_cast<uint8_t>((weigh(kY, pixel) + kLumaRounding) >> kBits);
 }
 
 /// Of the sum of 2^shift pixels. Pure blue and red have 255.5, which rounds to 256.
 template <int32_t shift>
 uint8_t chroma(const Weights& w, const Rgb& sum) {
     return static_cast<uint8_t>(
-        std::min((weigh(w, sum) + chromaRounding(shift)) >> (kBits + shift), 255));
+        std::min((weigh(w, sum) + kChromaRounding<shift>) >> (kBits + shift), 255));
 }
 
 Rgb pixelAt(const uint8_t* pixels, PixelOrder order, int32_t x) {

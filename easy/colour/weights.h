@@ -45,11 +45,8 @@ static_assert(mostError(kCb, -0.299 / 1.772, -0.587 / 1.772, 0.5) < 0.01);
 static_assert(mostError(kCr, 0.5, -0.587 / 1.402, -0.114 / 1.402) < 0.01);
 
 /// Of a sum of 2^shift pixels, before it is shifted right by kBits + shift: half, and chroma's 128.
-consteval int32_t lumaRounding() {
-    return 1 << (kBits - 1);
-}
-consteval int32_t chromaRounding(int32_t shift) {
-    return (128 << (kBits + shift)) + (1 << (kBits + shift - 1));
-}
+inline constexpr int32_t kLumaRounding = 1 << (kBits - 1);
+template <int32_t shift>
+inline constexpr int32_t kChromaRounding = (128 << (kBits + shift)) + (1 << (kBits + shift - 1));
 
 } // namespace vela::weights

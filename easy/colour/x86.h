@@ -131,7 +131,7 @@ VELA_INLINE V packSamples(const V (&a)[4]) {
 
 VELA_INLINE void storeLuma(const Pixels& pixels, uint8_t* y) {
     const VectorWeights w(weights::kY);
-    const V rounding = V::set32(weights::lumaRounding());
+    const V rounding = V::set32(weights::kLumaRounding);
     V samples[4];
     for (int i = 0; i < 4; i++)
         samples[i] = weigh<0>(w, pixels.redGreen[i], pixels.blue[i], rounding);
@@ -141,7 +141,7 @@ VELA_INLINE void storeLuma(const Pixels& pixels, uint8_t* y) {
 /// Chroma of every pixel.
 VELA_INLINE void storeChroma(const Pixels& pixels, const weights::Weights& of, uint8_t* to) {
     const VectorWeights w(of);
-    const V rounding = V::set32(weights::chromaRounding(0));
+    const V rounding = V::set32(weights::kChromaRounding<0>);
     V samples[4];
     for (int i = 0; i < 4; i++)
         samples[i] = weigh<0>(w, pixels.redGreen[i], pixels.blue[i], rounding);
@@ -185,7 +185,7 @@ VELA_INLINE void storeLanes(V512 lanes, uint8_t* cb, uint8_t* cr) {
 template <int shift>
 VELA_INLINE void storeHalvedChroma(const Pixels& sums, uint8_t* cb, uint8_t* cr) {
     const VectorWeights wCb(weights::kCb), wCr(weights::kCr);
-    const V rounding = V::set32(weights::chromaRounding(shift));
+    const V rounding = V::set32(weights::kChromaRounding<shift>);
     V samples[4];
     for (int i = 0; i < 2; i++) {
         const V redGreen = addNeighbours(sums.redGreen[2 * i], sums.redGreen[2 * i + 1]);

@@ -136,7 +136,7 @@ TEST_F(Easy, AFailingCallbackEndsTheCallWhereverItComes) {
             options_.quality = 100;
             EasyPicture picture(VELA_FORMAT_YUYV, 1100, 500);
             const auto expected = encode(picture.image());
-            const VelaWrite* const write = [](void* context, const void*, size_t) {
+            VelaWrite* const write = [](void* context, const void*, size_t) {
                 auto& writes = *static_cast<Writes*>(context);
                 return ++writes.calls >= writes.failsAt ? 7 : 0;
             };
