@@ -1,6 +1,6 @@
 // Encodes a PPM with Vela JPEG, BGR 8-8-8 to 4:2:0, so many times, and prints the stream's bytes.
 // The difference between two runs under an instruction counter is the encoding alone.
-#include "cli/host_memory.h"
+#include "bench/host_memory.h"
 #include "once.h"
 #include "vela/jpegenc.h"
 
@@ -33,7 +33,8 @@ void encode(const OnceJob& job) {
     params.bufferMode = ENC_BUFFER_INTEGRATED;
     params.flushContext = 1;
     const CallbackTable_JPEG callbacks{
-        nullptr, cli::allocateBlock, cli::releaseBlock, cli::growBlock, flush, nullptr, nullptr};
+        nullptr, bench::allocateBlock, bench::releaseBlock, bench::growBlock, flush, nullptr,
+        nullptr};
 
     streamBytes = 0;
     EncoderState_JPEG* encoder = nullptr;

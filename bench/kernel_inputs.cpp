@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "bench/formats.h"
+#include "bench/host_memory.h"
 #include "cli/failure.h"
-#include "cli/host_memory.h"
 #include "encoder/setup.h"
 
 namespace bench {
@@ -31,8 +31,8 @@ KernelInputs::KernelInputs(uint32_t quality, const vela::RoutineTable& routines)
     params.subsampling = ENC_SUBSAMPLE_420;
     params.bufferMode = ENC_BUFFER_INTEGRATED;
     const Picture_JPEG record = picture.record();
-    const CallbackTable_JPEG callbacks{
-        nullptr, cli::allocateBlock, cli::releaseBlock, cli::growBlock, discard, nullptr, nullptr};
+    const CallbackTable_JPEG callbacks{nullptr, allocateBlock, releaseBlock, growBlock,
+                                       discard, nullptr,       nullptr};
     uint8_t buffer[2048];
     Bitstream_JPEG header{buffer, sizeof buffer, nullptr, 0};
     if (vela::initEncoder(&params, &record, &header, &callbacks, &state_, routines) !=

@@ -4,8 +4,8 @@
 #include <string>
 #include <utility>
 
+#include "bench/host_memory.h"
 #include "cli/failure.h"
-#include "cli/host_memory.h"
 #include "encoder/setup.h"
 
 namespace bench {
@@ -21,13 +21,13 @@ struct Callbacks {
     static void allocate(void** out, uint32_t size, uint32_t alignment) {
         active->memory_.encodeCalls++;
         active->memory_.bytes += size;
-        cli::allocateBlock(out, size, alignment);
+        allocateBlock(out, size, alignment);
     }
 
     static int32_t grow(void** block, uint32_t oldSize, uint32_t newSize) {
         active->memory_.encodeCalls++;
         active->memory_.bytes += newSize - oldSize;
-        return cli::growBlock(block, oldSize, newSize);
+        return growBlock(block, oldSize, newSize);
     }
 
     static int32_t flush(uint8_t* start, uint32_t, int32_t usedBytes, uint32_t) {
@@ -74,7 +74,7 @@ bool VelaEncoder::take(const uint8_t* bytes, size_t count) {
 }
 
 void VelaEncoder::encode() {
-    const CallbackTable_JPEG callbacks{nullptr,         Callbacks::allocate, cli::releaseBlock,
+    const CallbackTable_JPEG callbacks{nullptr,         Callbacks::allocate, releaseBlock,
                                        Callbacks::grow, Callbacks::flush,    Callbacks::seek,
                                        Callbacks::read};
     Bitstream_JPEG output{buffer_.data(), kOutputBufferBytes, nullptr, 0};

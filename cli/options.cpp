@@ -1,141 +1,243 @@
-#include "options.h"
+#include "cli/options.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
+#include <cstring>
+#include <filesystem>
 #include <iostream>
-#include <string_view>
-#include <vector>
+#include <map>
 
-#include "failure.h"
+#include "cli/failure.h"
+#include "cli/input/frames.h"
+#include "cli/input/raw_formats.h"
+#include "cli/option_table.h"
 
 namespace cli {
 namespace {
 
-constexpr const char* kFooter =
-    R"(Input is recognised by its content: PNG, PPM (P6) or PGM (P5), the latter two with 8-bit samples.
-Gray input gives a gray JPEG. Transparent PNG pixels are laid on white. A PNG is decoded whole, so
---slice does not take it.
+/// What was given, by the options' names; of a repeated option the last. Flags have "".
+using Given = std::map<std::string, std::string>;
 
-A raw frame holds its planes one after another, without a header and with nothing after the last:
-  bgr888                    B, G, R bytes
-  bgr555 bgr565             little-endian 16-bit words, blue in the low bits
-  gray8                     one byte per pixel
-  yuv444p yuv422p yuv420p   planes Y, Cb, Cr
-  nv12 nv21                 plane Y, then a plane of Cb,Cr (nv21: Cr,Cb) pairs
-Chroma that is halved across or down has (size + 1) / 2 columns or rows. --step gives each plane's
-bytes from row to row, padding included, also of its last row; steps left out follow from the first,
-and rows without --step are tight. A negative step (one-plane formats) says that the bottom row comes
-first. With --slice, chroma rows must be exactly half the luma step (yuv422p, yuv420p; it is then
-even) or the same (yuv444p, nv12, nv21), and what is read from a pipe must be one plane, top row
-first.
+/// Letters to insert, remove or replace to make one of the other.
+size_t distance(const std::string& a, const std::string& b) {
+    std::vector<size_t> row(b.size() + 1);
+    for (size_t j = 0; j <= b.size(); j++)
+        row[j] = j;
+    for (size_t i = 1; i <= a.size(); i++) {
+        size_t diagonal = row[0];
+        row[0] = i;
+        for (size_t j = 1; j <= b.size(); j++) {
+            const size_t change = diagonal + (a[i - 1] != b[j - 1]);
+            diagonal = row[j];
+            row[j] = std::min({row[j] + 1, row[j - 1] + 1, change});
+        }
+    }
+    return row[b.size()];
+}
 
-Exit codes: 0 done, 1 failed, 2 wrong usage.)";
+UsageError unknownOption(const std::string& given) {
+    const std::string name = given.substr(0, given.find('='));
+    std::string nearest;
+    size_t least = 4; // further away is another word
+    for (const Option& option : optionTable())
+        if (const size_t d = distance(name, std::string("--") + option.name);
+            !option.hidden && d < least) {
+            least = d;
+            nearest = std::string("--") + option.name;
+        }
+    return UsageError("there is no option " + name +
+                      (nearest.empty() ? "" : "; did you mean " + nearest + "?"));
+}
 
-// What parsing collects before options are held against each other.
-struct Arguments {
-    Options options;
-    const PixelFormat* raw = nullptr;
-    std::optional<uint32_t> subsampling;
-    std::optional<Size> size;
-    std::vector<int32_t> steps;
-};
+Given parse(int argc, char** argv, std::vector<std::string>& inputs) {
+    Given given;
+    CLI::App app;
+    app.set_help_flag();
+    app.allow_extras();
+    app.add_option("INPUT", inputs);
+    for (const Option& option : optionTable()) {
+        const std::string name = option.name;
+        const std::string flags =
+            (option.letter != '\0' ? std::string("-") + option.letter + "," : "") + "--" + name;
+        if (option.argument == nullptr)
+            app.add_flag_function(flags, [&given, name](int64_t) { given[name] = ""; });
+        else
+            app.add_option_function<std::string>(
+                   flags, [&given, name](const std::string& value) { given[name] = value; })
+                ->take_last();
+    }
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        for (int i = 1; i < argc;
+             i++) { // an option that is unknown says more than what else is wrong
+            const std::string word = std::string(argv[i]).substr(0, std::string(argv[i]).find('='));
+            if (word == "--")
+                break;
+            if (word.starts_with("--") && app.get_option_no_throw(word) == nullptr)
+                throw unknownOption(word);
+        }
+        throw UsageError(error.what());
+    }
+    for (const std::string& extra : app.remaining())
+        if (extra.starts_with("-") && extra != "-")
+            throw unknownOption(extra);
+        else
+            inputs.push_back(extra);
+    return given;
+}
 
 // Decimal digits and nothing else, so that no value is read other than it was meant.
-int32_t parseInteger(const std::string& option, std::string_view text, int32_t min, int32_t max) {
-    int32_t value = 0;
+int64_t number(const char* option, std::string_view text, int64_t min, int64_t max) {
+    int64_t value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error != std::errc() || end != text.data() + text.size() || value < min || value > max)
-        throw CLI::ValidationError(option, "'" + std::string(text) + "' is not a number from " +
-                                               std::to_string(min) + " to " + std::to_string(max));
+        throw UsageError(std::string("--") + option + ": '" + std::string(text) +
+                         "' is not a number from " + std::to_string(min) + " to " +
+                         std::to_string(max));
     return value;
 }
 
-std::vector<int32_t> parseIntegers(const std::string& option, std::string_view text, char separator,
-                                   int32_t min, int32_t max) {
+std::vector<int32_t> numbers(const char* option, std::string_view text, char separator, int32_t min,
+                             int32_t max) {
     std::vector<int32_t> values;
     for (size_t end = 0; end != text.npos; text.remove_prefix(std::min(end + 1, text.size()))) {
         end = text.find(separator);
-        values.push_back(parseInteger(option, text.substr(0, end), min, max));
+        values.push_back(static_cast<int32_t>(number(option, text.substr(0, end), min, max)));
     }
     return values;
 }
 
-template <typename Value>
-void addNumber(CLI::App& app, const std::string& flags, Value& value, int32_t min, int32_t max,
-               const std::string& help) {
-    const std::string name = flags.substr(flags.rfind(',') + 1);
-    app.add_option_function<std::string>(
-           flags,
-           [=, &value](const std::string& text) {
-               value = static_cast<Value>(parseInteger(name, text, min, max));
-           },
-           help)
-        ->type_name(std::to_string(min) + ".." + std::to_string(max))
-        ->default_str(std::to_string(value));
+/// Calls use with the argument of an option that was given.
+template <class Use>
+void with(const Given& given, const char* name, const Use& use) {
+    if (const auto found = given.find(name); found != given.end())
+        use(found->second);
 }
 
-void addEncoding(CLI::App& app, Arguments& arguments) {
-    Options& options = arguments.options;
-    addNumber(app, "-q,--quality", options.quality, 0, 100, "Higher is better and larger");
-    app.add_option_function<std::string>(
-           "-s,--subsampling",
-           [&arguments](const std::string& text) {
-               if (text == "444")
-                   arguments.subsampling = ENC_SUBSAMPLE_444;
-               else if (text == "422")
-                   arguments.subsampling = ENC_SUBSAMPLE_422;
-               else if (text == "420")
-                   arguments.subsampling = ENC_SUBSAMPLE_420;
-               else
-                   throw CLI::ValidationError("--subsampling",
-                                              "'" + text + "' is not 444, 422 or 420");
-           },
-           "Chroma resolution; raw YCbCr formats bring theirs")
-        ->type_name("444|422|420")
-        ->default_str("420");
-    app.add_flag("-p,--progressive", options.progressive, "Progressive instead of baseline");
-    addNumber(app, "-r,--restart", options.restartInterval, 0, 65535,
-              "MCUs per restart interval; 0 for no restart markers");
-    app.add_flag("--slice", options.slice,
-                 "Pull raw, PPM or PGM input a band of rows at a time, never whole in memory");
-    addNumber(app, "--buffer", options.bufferBytes, 1, 1 << 30, "Bytes of the output buffer");
+Rgb colour(const std::string& text) {
+    if (text == "white")
+        return {255, 255, 255};
+    if (text == "black")
+        return {0, 0, 0};
+    if (text == "gray" || text == "grey")
+        return {128, 128, 128};
+    uint32_t value = 0;
+    const auto [end, error] =
+        std::from_chars(text.data() + (text.empty() ? 0 : 1), text.data() + text.size(), value, 16);
+    if (text.size() != 7 || text[0] != '#' || error != std::errc() ||
+        end != text.data() + text.size())
+        throw UsageError("--background: '" + text + "' is not #rrggbb, white, black or gray");
+    return {uint8_t(value >> 16), uint8_t(value >> 8), uint8_t(value)};
 }
 
-void addInput(CLI::App& app, Arguments& arguments) {
-    Options& options = arguments.options;
-    app.add_option("INPUT", options.input, "PNG, PPM, PGM or raw file; - is standard input")
-        ->type_name("");
-    app.add_option("-o,--output", options.output, "JPEG file to write; - is standard output")
-        ->type_name("FILE")
-        ->required();
-    app.add_option_function<std::string>(
-           "--raw",
-           [&arguments](const std::string& text) {
-               arguments.raw = findPixelFormat(text);
-               if (arguments.raw == nullptr)
-                   throw CLI::ValidationError("--raw", "'" + text + "' is not a raw format");
-           },
-           "INPUT is a raw frame; formats below")
-        ->type_name("FORMAT");
-    app.add_option_function<std::string>(
-           "--size",
-           [&arguments](const std::string& text) {
-               const auto sides = parseIntegers("--size", text, 'x', 1, kMaxSide);
-               if (sides.size() != 2)
-                   throw CLI::ValidationError("--size", "'" + text + "' is not WIDTHxHEIGHT");
-               arguments.size = Size{sides[0], sides[1]};
-           },
-           "Pixels of the raw frame or the demo picture")
-        ->type_name("WxH");
-    app.add_option_function<std::string>(
-           "--step",
-           [&arguments](const std::string& text) {
-               arguments.steps = parseIntegers("--step", text, ',', -kMaxStep, kMaxStep);
-           },
-           "Bytes from row to row of each raw plane")
-        ->type_name("N[,N[,N]]");
-    app.add_flag("--demo", options.demo, "Encode a generated test picture instead of INPUT");
+std::vector<uint8_t> fileContents(const char* option, const std::string& path, size_t most) {
+    InputFile file(path);
+    std::vector<uint8_t> bytes(most + 1);
+    bytes.resize(file.read(bytes.data(), bytes.size()));
+    if (file.failed())
+        throw Failure("cannot read " + file.name() + ": " + file.whyShort());
+    if (bytes.empty() || bytes.size() > most)
+        throw Failure(
+            std::string("--") + option + ": " + file.name() +
+            (bytes.empty() ? " is empty" : " has more than " + std::to_string(most) + " bytes"));
+    return bytes;
+}
+
+void setReading(const Given& given, Options& options) {
+    InputSettings& reading = options.reading;
+    with(given, "raw", [&](const std::string& text) {
+        reading.raw = rawFormat(text);
+        reading.rawName = text;
+    });
+    with(given, "size", [&](const std::string& text) {
+        const auto sides = numbers("size", text, 'x', 1, 65535);
+        if (sides.size() != 2)
+            throw UsageError("--size: '" + text + "' is not WIDTHxHEIGHT");
+        reading.size = {sides[0], sides[1]};
+    });
+    with(given, "step", [&](const std::string& text) {
+        constexpr int32_t kMaxStep = 1 << 24;
+        reading.steps = numbers("step", text, ',', -kMaxStep, kMaxStep);
+    });
+    with(given, "range", [&](const std::string& text) {
+        if (text != "full" && text != "limited")
+            throw UsageError("--range: '" + text + "' is not full or limited");
+        reading.range = text == "full" ? VELA_RANGE_FULL : VELA_RANGE_LIMITED;
+    });
+    with(given, "matrix", [&](const std::string& text) {
+        if (text != "601" && text != "709")
+            throw UsageError("--matrix: '" + text + "' is not 601 or 709");
+        reading.matrix = text == "601" ? VELA_MATRIX_BT601 : VELA_MATRIX_BT709;
+    });
+    with(given, "background", [&](const std::string& text) { reading.background = colour(text); });
+    with(given, "max-pixels", [&](const std::string& text) {
+        reading.maxPixels = uint64_t(number("max-pixels", text, 1, int64_t{65535} * 65535));
+    });
+}
+
+size_t byteCount(const std::string& text) {
+    std::string_view digits = text;
+    int64_t unit = 1;
+    if (!digits.empty() && (digits.back() == 'k' || digits.back() == 'K' || digits.back() == 'M')) {
+        unit = digits.back() == 'M' ? 1'000'000 : 1000;
+        digits.remove_suffix(1);
+    }
+    return size_t(unit * number("target-size", digits, 1, INT32_MAX / unit));
+}
+
+void setEncoding(const Given& given, Options& options) {
+    VelaOptions& encoding = options.encoding;
+    velaOptionsInit(&encoding);
+    with(given, "quality", [&](const std::string& text) {
+        encoding.quality = int32_t(number("quality", text, 0, 100));
+    });
+    with(given, "subsampling", [&](const std::string& text) {
+        if (text != "444" && text != "422" && text != "420")
+            throw UsageError("--subsampling: '" + text + "' is not 444, 422 or 420");
+        encoding.subsampling = text == "444"   ? VELA_SUBSAMPLING_444
+                               : text == "422" ? VELA_SUBSAMPLING_422
+                                               : VELA_SUBSAMPLING_420;
+    });
+    encoding.progressive = given.contains("progressive");
+    with(given, "restart", [&](const std::string& text) {
+        const bool mcus = text.ends_with('B') || text.ends_with('b');
+        const auto count = int32_t(
+            number("restart", std::string_view(text).substr(0, text.size() - mcus), 0, 65535));
+        (mcus ? encoding.restartMcus : encoding.restartRows) = count;
+        if (mcus || count == 0)
+            encoding.restartRows = 0;
+    });
+    with(given, "target-size",
+         [&](const std::string& text) { encoding.maxBytes = byteCount(text); });
+    with(given, "threads", [&](const std::string& text) {
+        encoding.threads = int32_t(number("threads", text, 0, 1024));
+    });
+}
+
+void setMetadata(const Given& given, Options& options) {
+    VelaOptions& encoding = options.encoding;
+    options.strip = given.contains("strip");
+    with(given, "exif", [&](const std::string& path) {
+        options.exif = fileContents("exif", path, 65533);
+        if (options.exif.size() > 6 && std::memcmp(options.exif.data(), "Exif\0\0", 6) == 0)
+            options.exif.erase(options.exif.begin(), options.exif.begin() + 6);
+    });
+    with(given, "icc",
+         [&](const std::string& path) { options.icc = fileContents("icc", path, 255 * 65519); });
+    with(given, "comment", [&](const std::string& text) { options.comment = text; });
+    with(given, "density", [&](const std::string& text) {
+        const auto values = numbers("density", text, 'x', 1, 65535);
+        if (values.size() > 2)
+            throw UsageError("--density: '" + text + "' is not N or NxM");
+        encoding.densityUnits = 1;
+        encoding.xDensity = values.front();
+        encoding.yDensity = values.back();
+    });
+    with(given, "orientation", [&](const std::string& text) {
+        encoding.orientation = int32_t(number("orientation", text, 1, 8));
+    });
 }
 
 void require(bool condition, const std::string& otherwise) {
@@ -143,34 +245,59 @@ void require(bool condition, const std::string& otherwise) {
         throw UsageError(otherwise);
 }
 
-Options settle(Arguments& arguments) {
-    Options& options = arguments.options;
-    require(options.demo || !options.input.empty(), "INPUT or --demo is required");
-    require(!options.demo || options.input.empty(), "--demo takes no INPUT");
-    require(!options.output.empty(), "--output: the name is empty");
-    require(!options.demo || !arguments.raw, "--demo excludes --raw");
-    require(!options.demo || !options.slice, "--slice takes raw, PPM and PGM input only");
-    require(!arguments.raw || arguments.size, "--raw requires --size");
-    require(arguments.raw || arguments.steps.empty(), "--step requires --raw");
-    require(arguments.raw || options.demo || !arguments.size, "--size requires --raw or --demo");
-
-    options.demoSize = arguments.size.value_or(options.demoSize);
-    if (arguments.raw) {
-        const Size size = *arguments.size;
-        options.raw = makeFrame(*arguments.raw, size.width, size.height, arguments.steps);
-        if (options.slice)
-            requireSliceLayout(*options.raw);
-    }
-    const auto own = arguments.raw ? arguments.raw->subsampling : std::nullopt;
-    require(!own || arguments.subsampling.value_or(*own) == *own,
-            "--subsampling: " + std::string(own ? arguments.raw->name : "") + " has its own");
-    options.subsampling = own.value_or(arguments.subsampling.value_or(options.subsampling));
-    return options;
+/// A JPEG under the name of another kind of picture deceives whoever opens it.
+void requireJpegName(const std::string& path) {
+    std::string extension = std::filesystem::path(path).extension().string();
+    std::transform(extension.begin(), extension.end(), extension.begin(),
+                   [](unsigned char c) { return std::tolower(c); });
+    for (const char* const other : {".png",  ".ppm",  ".pgm",  ".pbm", ".pnm", ".pam",  ".y4m",
+                                    ".yuv",  ".raw",  ".bmp",  ".gif", ".tif", ".tiff", ".webp",
+                                    ".avif", ".heic", ".heif", ".jxl", ".jp2", ".svg",  ".pdf"})
+        require(extension != other, "--output: " + path +
+                                        " would be a JPEG under the name of another format; "
+                                        "--force-name allows it");
 }
 
-std::string libraryVersion() {
-    char text[sizeof ENC_VERSION_TEXT];
-    return GetLibVersion_JPEGENC(text, sizeof text) == ENC_STATUS_OK ? text : "unknown";
+void setOutput(const Given& given, Options& options) {
+    with(given, "out-dir", [&](const std::string& text) { options.outDir = text; });
+    with(given, "output", [&](const std::string& text) {
+        require(!text.empty(), "--output: the name is empty");
+        require(options.outDir.empty(), "--output and --out-dir exclude each other");
+        (text.size() > 1 && text.back() == '/' ? options.outDir : options.output) = text;
+    });
+    options.mjpeg = given.contains("mjpeg");
+    options.noClobber = given.contains("no-clobber");
+    options.sync = given.contains("sync");
+    if (!given.contains("force-name") && !options.output.empty())
+        requireJpegName(options.output);
+}
+
+/// Options against each other.
+void requireSense(const Given& given, const Options& options) {
+    require(options.demo || !options.inputs.empty(), "INPUT or --demo is required");
+    require(!options.demo || options.inputs.empty(), "--demo takes no INPUT");
+    require(!options.output.empty() || !options.outDir.empty(),
+            "--output or --out-dir is required");
+    require(!options.demo || !options.reading.raw, "--demo excludes --raw");
+    require(!options.reading.raw || given.contains("size"), "--raw requires --size");
+    require(options.reading.raw || options.reading.steps.empty(), "--step requires --raw");
+    require(options.reading.raw || options.demo || !given.contains("size"),
+            "--size requires --raw or --demo");
+    require(!options.mjpeg || !options.output.empty(), "--mjpeg requires --output FILE");
+    require(options.inputs.size() < 2 || options.mjpeg || !options.outDir.empty() ||
+                !countedName(options.output, 1).empty(),
+            "several inputs require --out-dir, --mjpeg or a counter such as %03d in --output");
+    require(!options.recursive || options.mjpeg || !options.outDir.empty(),
+            "--recursive requires --out-dir or --mjpeg");
+    require(options.jobs == 1 || !options.outDir.empty(), "--jobs requires --out-dir");
+    require(options.exif.empty() || options.encoding.orientation == 0,
+            "--exif and --orientation exclude each other");
+    require(std::count(options.inputs.begin(), options.inputs.end(), "-") < 2,
+            "standard input can be read once");
+    require(!options.quiet || !options.verbose, "--quiet and --verbose exclude each other");
+    if (options.reading.raw) // steps that do not fit are the command line's fault
+        frameLayout(*options.reading.raw, options.reading.size.width, options.reading.size.height,
+                    options.reading.steps);
 }
 
 // An answer that cannot be delivered is a failed run.
@@ -179,31 +306,68 @@ void print(const std::string& text) {
         throw Failure("cannot write to standard output");
 }
 
+std::string versionText() {
+    char text[sizeof ENC_VERSION_TEXT];
+    GetLibVersion_JPEGENC(text, sizeof text);
+    return std::string("velajpeg " VELA_VERSION_TEXT ", library ") + text + "\n";
+}
+
+/// Whether one of the questions was asked, which is answered then.
+bool answered(const Given& given) {
+    if (given.contains("help")) {
+        print(helpText());
+    } else if (given.contains("version")) {
+        print(versionText());
+    } else if (given.contains("man")) {
+        print(manPage());
+    } else if (const auto shell = given.find("completion"); shell != given.end()) {
+        require(!completion(shell->second).empty(),
+                "--completion: '" + shell->second + "' is not bash, zsh or fish");
+        print(completion(shell->second));
+    } else {
+        return false;
+    }
+    return true;
+}
+
 } // namespace
 
+std::string countedName(const std::string& pattern, int64_t n) {
+    const size_t percent = pattern.find('%');
+    if (percent == pattern.npos)
+        return "";
+    size_t end = percent + 1;
+    while (end < pattern.size() && std::isdigit(static_cast<unsigned char>(pattern[end])))
+        end++;
+    if (end >= pattern.size() || pattern[end] != 'd' || end - percent > 3)
+        return "";
+    const std::string digits = std::to_string(n);
+    const std::string width = pattern.substr(percent + 1, end - percent - 1);
+    const size_t places = width.empty() ? 0 : std::stoul(width);
+    const char fill = width.starts_with('0') ? '0' : ' ';
+    return pattern.substr(0, percent) +
+           std::string(digits.size() < places ? places - digits.size() : 0, fill) + digits +
+           pattern.substr(end + 1);
+}
+
 std::optional<Options> parseOptions(int argc, char** argv) {
-    Arguments arguments;
-    CLI::App app("Encodes a picture as JPEG.", "velajpeg");
-    app.set_help_flag("-h,--help", "Print this help");
-    app.set_version_flag(
-        "--version", [] { return "velajpeg " VELA_VERSION_TEXT ", library " + libraryVersion(); },
-        "Print the version");
-    app.footer(kFooter);
-    addInput(app, arguments);
-    addEncoding(app, arguments);
-    app.add_flag("--quiet", arguments.options.quiet, "No summary line on standard error");
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::CallForHelp&) {
-        print(app.help());
+    Options options;
+    const Given given = parse(argc, argv, options.inputs);
+    if (answered(given))
         return std::nullopt;
-    } catch (const CLI::CallForVersion& version) {
-        print(std::string(version.what()) + "\n");
-        return std::nullopt;
-    } catch (const CLI::ParseError& error) {
-        throw UsageError(error.what());
-    }
-    return settle(arguments);
+    options.demo = given.contains("demo");
+    options.recursive = given.contains("recursive");
+    options.json = given.contains("json");
+    options.verbose = given.contains("verbose");
+    options.quiet = given.contains("quiet");
+    with(given, "jobs",
+         [&](const std::string& text) { options.jobs = int(number("jobs", text, 0, 256)); });
+    setReading(given, options);
+    setEncoding(given, options);
+    setOutput(given, options);
+    setMetadata(given, options);
+    requireSense(given, options);
+    return options;
 }
 
 } // namespace cli

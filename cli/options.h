@@ -2,34 +2,40 @@
 #ifndef VELA_CLI_OPTIONS_H
 #define VELA_CLI_OPTIONS_H
 
-#include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
-#include "frame.h"
+#include "cli/input/picture_source.h"
 
 namespace cli {
 
-struct Size {
-    int32_t width, height; // in pixels
-};
-
 struct Options {
-    std::string input, output; // "-" is standard input or output
-    bool demo = false;         // then input is empty
-    Size demoSize{640, 480};
-    std::optional<Frame> raw; // the input holds this frame and nothing else
-    uint32_t quality = 75;
-    uint32_t subsampling = ENC_SUBSAMPLE_420;
-    uint32_t restartInterval = 0; // in MCUs
-    bool progressive = false;
-    bool slice = false;
-    int32_t bufferBytes = 65536; // of the output buffer
-    bool quiet = false;
+    std::vector<std::string> inputs; // "-" is standard input
+    bool demo = false;               // then there are none
+    InputSettings reading;
+
+    // Where pictures go: one of these.
+    std::string output; // "-" is standard output; with a counter, a file for each picture
+    std::string outDir;
+    bool mjpeg = false; // all into output
+    bool noClobber = false, sync = false;
+
+    VelaOptions encoding; // but what is read from files, which stands below
+    std::vector<uint8_t> exif, icc;
+    std::string comment;
+    bool strip = false;
+
+    bool recursive = false;
+    int jobs = 1; // 0: as many as there are cores
+    bool json = false, verbose = false, quiet = false;
 };
 
-// Null when --help or --version was asked for and has been answered. Throws UsageError.
+/// Null when --help or the like was asked for and has been answered. Throws UsageError and Failure.
 std::optional<Options> parseOptions(int argc, char** argv);
+
+/// The name of picture number n where pattern has a counter such as %05d; empty where it has none.
+std::string countedName(const std::string& pattern, int64_t n);
 
 } // namespace cli
 

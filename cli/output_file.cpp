@@ -1,122 +1,184 @@
-#include "output_file.h"
+#include "cli/output_file.h"
 
 #include <fcntl.h>
 #include <limits.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 
-#include "failure.h"
+#include "cli/failure.h"
 
 namespace cli {
 namespace {
 
-// The temporary file, where a signal handler can reach it: empty while there is none.
-char temporaryPath[PATH_MAX];
-volatile sig_atomic_t temporaryExists = 0;
-
-void removeTemporary() {
-    if (temporaryExists)
-        unlink(temporaryPath);
-    temporaryExists = 0;
-}
+// Temporary files, where a signal handler can reach them. A slot is taken before its path is written and
+// live while the file is there.
+struct TemporarySlot {
+    std::atomic<bool> taken, live;
+    char path[PATH_MAX];
+};
+TemporarySlot temporaries[512];
+static_assert(std::atomic<bool>::is_always_lock_free);
 
 // SA_RESETHAND has restored the default action, which ends the process once the handler returns.
-void removeTemporaryAndDie(int signal) {
-    removeTemporary();
+void removeTemporariesAndDie(int signal) {
+    for (TemporarySlot& slot : temporaries)
+        if (slot.live)
+            unlink(slot.path);
     raise(signal);
 }
 
-void removeTemporaryOnSignals() {
+int takeSlot(const std::string& path) {
+    for (size_t i = 0; i < std::size(temporaries); i++) {
+        bool free = false;
+        if (temporaries[i].taken.compare_exchange_strong(free, true)) {
+            std::strcpy(temporaries[i].path, path.c_str());
+            temporaries[i].live =
+                true; // before the file is there: removing what is not there does no harm
+            return int(i);
+        }
+    }
+    return -1;
+}
+
+void freeSlot(int slot) {
+    if (slot < 0)
+        return;
+    temporaries[slot].live = false;
+    temporaries[slot].taken = false;
+}
+
+std::string folderOf(const std::string& path) {
+    return path.substr(0, path.rfind('/') + 1);
+}
+
+bool isSameFile(const struct stat& a, const std::string& input) {
+    struct stat b {};
+    return (input == "-" ? fstat(STDIN_FILENO, &b) : stat(input.c_str(), &b)) == 0 &&
+           S_ISREG(a.st_mode) && a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+} // namespace
+
+void prepareForSignals() {
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     struct sigaction action {};
-    action.sa_handler = removeTemporaryAndDie;
+    action.sa_handler = removeTemporariesAndDie;
     action.sa_flags = int(SA_RESETHAND);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    for (const int signal :
+         {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU, SIGALRM, SIGUSR1, SIGUSR2}) {
         struct sigaction before {};
         if (sigaction(signal, nullptr, &before) == 0 && before.sa_handler != SIG_IGN)
             sigaction(signal, &action, nullptr);
     }
 }
 
-bool isSameRegularFile(const struct stat& a, int descriptor) {
-    struct stat b {};
-    return S_ISREG(a.st_mode) && descriptor >= 0 && fstat(descriptor, &b) == 0 &&
-           a.st_dev == b.st_dev && a.st_ino == b.st_ino;
-}
-
-std::string resolveLinks(const std::string& path) {
-    const std::unique_ptr<char, decltype(&std::free)> resolved(realpath(path.c_str(), nullptr),
-                                                               &std::free);
-    return resolved ? resolved.get() : path;
-}
-
-mode_t modeOfNewFiles() {
-    const mode_t mask = umask(0);
-    umask(mask);
-    return 0666 & ~mask;
-}
-
-} // namespace
-
-OutputFile::OutputFile(const std::string& target, int inputDescriptor)
+OutputFile::OutputFile(const std::string& target, const std::string* input)
     : name_(target == "-" ? "standard output" : target) {
     struct stat info {};
     const bool exists =
         target == "-" ? fstat(STDOUT_FILENO, &info) == 0 : stat(target.c_str(), &info) == 0;
-    if (exists && isSameRegularFile(info, inputDescriptor))
+    if (exists && input != nullptr && isSameFile(info, *input))
         throw Failure("cannot write " + name_ + ": it is the input file");
     if (exists && S_ISDIR(info.st_mode))
-        fail("write", EISDIR);
-    if (target == "-")
-        file_.reset(stdout);
-    else if (exists && !S_ISREG(info.st_mode))
-        openDirectly(target);
-    else if (!exists || access(target.c_str(), W_OK) == 0)
-        openTemporary(resolveLinks(target));
-    if (!file_)
+        throw Failure("cannot write " + name_ + ": it is a folder; --out-dir takes one");
+    if (target == "-") {
+        descriptor_ = dup(STDOUT_FILENO);
+    } else if (exists && !S_ISREG(info.st_mode)) {
+        descriptor_ = open(target.c_str(), O_WRONLY | O_CLOEXEC);
+    } else {
+        std::string path = target;
+        struct stat link {};
+        if (lstat(target.c_str(), &link) == 0 && S_ISLNK(link.st_mode)) {
+            if (!exists)
+                throw Failure("cannot write " + name_ + ": it is a link that leads nowhere");
+            const std::unique_ptr<char, decltype(&std::free)> resolved(
+                realpath(target.c_str(), nullptr), &std::free);
+            path = resolved ? resolved.get() : target;
+        }
+        if (exists && access(target.c_str(), W_OK) != 0)
+            fail("write", errno);
+        struct stat folder {};
+        const std::string parent = folderOf(path);
+        if (!parent.empty() && stat(parent.c_str(), &folder) != 0 && errno == ENOENT)
+            throw Failure("cannot write " + name_ + ": the folder " + parent + " does not exist");
+        openTemporary(path, exists, info.st_mode, info.st_uid, info.st_gid);
+    }
+    if (descriptor_ < 0)
         fail("write", errno);
-    if (isatty(fileno(file_.get())))
+    if (isatty(descriptor_))
         throw Failure("cannot write " + name_ + ": a terminal takes no binary data");
 }
 
 OutputFile::~OutputFile() {
+    if (descriptor_ >= 0)
+        close(descriptor_);
     removeTemporary();
 }
 
-void OutputFile::openDirectly(const std::string& target) {
-    const int descriptor = open(target.c_str(), O_WRONLY);
-    if (descriptor >= 0)
-        file_.reset(fdopen(descriptor, "wb"));
+void OutputFile::removeTemporary() {
+    if (!temporary_.empty())
+        unlink(temporary_.c_str());
+    freeSlot(slot_);
+    temporary_.clear();
+    slot_ = -1;
 }
 
-void OutputFile::openTemporary(const std::string& target) {
+void OutputFile::openTemporary(const std::string& target, bool replaces, mode_t mode, uid_t user,
+                               gid_t group) {
+    static std::atomic<unsigned> counter{0};
     target_ = target;
-    const std::string path = target.substr(0, target.rfind('/') + 1) + ".velajpeg-XXXXXX";
-    if (path.size() >= sizeof temporaryPath)
-        fail("write", ENAMETOOLONG);
-    std::strcpy(temporaryPath, path.c_str());
-    removeTemporaryOnSignals();
-    const int descriptor = mkstemp(temporaryPath);
-    if (descriptor < 0)
-        fail("create a temporary file beside", errno);
-    temporaryExists = 1;
-    file_.reset(fdopen(descriptor, "wb"));
-    if (!file_ || fchmod(descriptor, modeOfNewFiles()) != 0) {
+    while (descriptor_ < 0) {
+        temporary_ = folderOf(target) + ".velajpeg-" + std::to_string(getpid()) + "-" +
+                     std::to_string(counter++);
+        if (temporary_.size() >= PATH_MAX)
+            fail("write", ENAMETOOLONG);
+        slot_ = takeSlot(temporary_);
+        descriptor_ = open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (descriptor_ >= 0)
+            break;
         const int error = errno;
-        removeTemporary(); // the destructor of a half-made object does not run
-        fail("write", error);
+        freeSlot(slot_);
+        slot_ = -1;
+        temporary_.clear();
+        if (error != EEXIST)
+            fail("create a temporary file beside", error);
+    }
+    if (!replaces)
+        return;
+    // Owners before modes, which they clear; what only root may do is no failure for others.
+    if (fchown(descriptor_, user, group) != 0 && geteuid() == 0) {
+        const int error = errno;
+        removeTemporary();
+        fail("keep the owner of", error);
+    }
+    if (fchmod(descriptor_, mode & 07777) != 0) {
+        const int error = errno;
+        removeTemporary();
+        fail("keep the mode of", error);
     }
 }
 
-bool OutputFile::write(const uint8_t* bytes, size_t count) {
-    if (writeError_ == 0 && std::fwrite(bytes, 1, count, file_.get()) != count)
-        writeError_ = errno;
-    if (writeError_ == 0)
-        bytesWritten_ += count;
+bool OutputFile::write(const void* bytes, size_t count) noexcept {
+    const auto* from = static_cast<const uint8_t*>(bytes);
+    while (count > 0 && writeError_ == 0) {
+        const ssize_t written = ::write(descriptor_, from, count);
+        if (written < 0) {
+            if (errno != EINTR)
+                writeError_ = errno;
+            continue;
+        }
+        from += written;
+        count -= size_t(written);
+        bytesWritten_ += uint64_t(written);
+    }
     return writeError_ == 0;
 }
 
@@ -125,19 +187,35 @@ void OutputFile::throwIfFailed() const {
         fail("write", writeError_);
 }
 
-void OutputFile::commit() {
+void OutputFile::commit(bool sync) {
     throwIfFailed();
-    if (std::fclose(file_.release()) != 0)
+    if (sync && fsync(descriptor_) != 0 && errno != EINVAL && errno != EROFS) // pipes cannot
+        fail("write", errno);
+    const int descriptor = descriptor_;
+    descriptor_ = -1;
+    if (close(descriptor) != 0 && errno != EINTR)
         fail("write", errno);
     if (target_.empty())
         return;
-    if (std::rename(temporaryPath, target_.c_str()) != 0)
+    if (std::rename(temporary_.c_str(), target_.c_str()) != 0)
         fail("rename the temporary file to", errno);
-    temporaryExists = 0;
+    temporary_.clear();
+    removeTemporary();
+    if (sync) {
+        const std::string parent = folderOf(target_);
+        const int folder =
+            open(parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        const bool good = folder >= 0 && fsync(folder) == 0;
+        const int error = errno;
+        if (folder >= 0)
+            close(folder);
+        if (!good)
+            fail("write", error);
+    }
 }
 
-void OutputFile::fail(const char* verb, int error) const {
-    throw Failure(std::string("cannot ") + verb + " " + name_ + ": " + std::strerror(error));
+void OutputFile::fail(const std::string& verb, int error) const {
+    throw Failure("cannot " + verb + " " + name_ + ": " + std::strerror(error));
 }
 
 } // namespace cli

@@ -1,45 +1,51 @@
-// The file that the JPEG stream goes to: whole, or not at all.
+// The file that a JPEG stream goes to: whole, or not at all.
 #ifndef VELA_CLI_OUTPUT_FILE_H
 #define VELA_CLI_OUTPUT_FILE_H
 
+#include <sys/types.h>
+
+#include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <memory>
 #include <string>
 
 namespace cli {
 
-// A regular file is written beside its target and takes the target's name in commit; until then an
-// existing target stays as it is, and without commit, or on SIGINT, SIGTERM or SIGHUP, the
-// temporary file disappears. Standard output ("-"), devices and pipes are written directly.
+/// Makes SIGINT, SIGTERM, SIGHUP, SIGQUIT and SIGXCPU remove temporary files before they end the process, and
+/// a closed pipe and a file that is too large failed writes like any other. Once, before the first file.
+void prepareForSignals();
+
+/// A regular file is written beside its target and takes the target's name in commit, with the mode and the
+/// owner of the file that was there; until then that one stays as it is, and without commit the temporary file
+/// disappears. Links are followed; one that leads nowhere is refused. Standard output ("-"), devices and
+/// pipes are written directly. Several may be open, on several threads.
 class OutputFile {
 public:
-    // Refuses a terminal, a directory, and the file that is open as inputDescriptor (-1 for none).
-    OutputFile(const std::string& target, int inputDescriptor);
+    /// Refuses a terminal, a folder, and a file that is input (null: no file). Throws Failure.
+    OutputFile(const std::string& target, const std::string* input);
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
 
-    // False after the first failure, which throwIfFailed and commit report: a library callback may
-    // not throw.
-    bool write(const uint8_t* bytes, size_t count);
+    /// False after the first failure, which commit and throwIfFailed report: a callback of the library may not
+    /// throw.
+    bool write(const void* bytes, size_t count) noexcept;
     void throwIfFailed() const;
-    void commit();
+    /// sync: waits until the bytes, and the new name, are on the disk.
+    void commit(bool sync);
 
     const std::string& name() const { return name_; }
     uint64_t bytesWritten() const { return bytesWritten_; }
 
 private:
-    void openDirectly(const std::string& target); // leaves errno where it fails
-    void openTemporary(const std::string& target);
-    [[noreturn]] void fail(const char* verb, int error) const;
+    void openTemporary(const std::string& target, bool replaces, mode_t mode, uid_t user,
+                       gid_t group);
+    void removeTemporary();
+    [[noreturn]] void fail(const std::string& verb, int error) const;
 
-    struct Close {
-        void operator()(std::FILE* file) const { std::fclose(file); }
-    };
     std::string name_;
-    std::string target_; // of the rename; empty where the file is written directly
-    std::unique_ptr<std::FILE, Close> file_;
+    std::string target_, temporary_; // of the rename; empty where the file is written directly
+    int slot_ = -1;                  // of temporary_ among those that signals remove
+    int descriptor_ = -1;
     uint64_t bytesWritten_ = 0;
     int writeError_ = 0; // errno of the write that failed
 };

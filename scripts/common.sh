@@ -37,4 +37,4 @@ sources() {
 }
 
 # shellcheck disable=SC2034 # used by the scripts
-build_packages=(g++ cmake ninja-build libcli11-dev libpng-dev)
+build_packages=(g++ cmake ninja-build libcli11-dev libpng-dev nlohmann-json3-dev)

@@ -6,7 +6,7 @@ set -euo pipefail
 source "$(dirname "$0")/common.sh"
 cd "$root"
 
-require_packages "${build_packages[@]}" gcovr libgtest-dev libjpeg-dev libjpeg-turbo-progs netpbm patch perl \
+require_packages "${build_packages[@]}" gcovr imagemagick libgtest-dev libimage-exiftool-perl libjpeg-dev libjpeg-turbo-progs netpbm patch perl \
     pkg-config
 cmake --preset coverage >&2
 cmake --build --preset coverage >&2

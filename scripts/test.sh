@@ -18,7 +18,7 @@ case $* in
 esac
 
 require_packages "${build_packages[@]}" clang clang-format libclang-rt-dev llvm \
-    libgtest-dev libjpeg-dev libjpeg-turbo-progs netpbm patch perl pkg-config \
+    imagemagick libgtest-dev libimage-exiftool-perl libjpeg-dev libjpeg-turbo-progs netpbm patch perl pkg-config \
     g++-arm-linux-gnueabihf g++-aarch64-linux-gnu g++-s390x-linux-gnu g++-i686-linux-gnu \
     qemu-user googletest \
     gcc-arm-none-eabi libnewlib-arm-none-eabi libstdc++-arm-none-eabi-newlib qemu-system-arm

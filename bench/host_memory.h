@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
-namespace cli {
+namespace bench {
 
 inline constexpr size_t kBlockAlignment = 64; // so that grow need not know what was asked for
 
@@ -34,4 +34,4 @@ inline int32_t growBlock(void** block, uint32_t oldSize, uint32_t newSize) {
     return 0;
 }
 
-} // namespace cli
+} // namespace bench

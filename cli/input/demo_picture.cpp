@@ -1,6 +1,9 @@
-#include "demo_picture.h"
-
+// A generated picture with what makes encoding easy and hard: colour bars, gradients, edges, texture. The same
+// bytes on every machine: integers only.
 #include <algorithm>
+#include <cstdlib>
+
+#include "cli/input/picture_source.h"
 
 namespace cli {
 namespace {
@@ -56,20 +59,36 @@ Color colorAt(int32_t x, int32_t y, int32_t width, int32_t height) {
     return isLeft ? edges(at) : texture(at);
 }
 
+class DemoPicture final : public PictureSource {
+public:
+    explicit DemoPicture(Size size) : size_(size) { formatName_ = "demo picture"; }
+
+    bool next() override {
+        if (row_ > 0 || image_.width > 0)
+            return false;
+        setRows(VELA_FORMAT_RGB24, size_.width, size_.height);
+        return true;
+    }
+
+private:
+    void readRow(uint8_t* row) override {
+        for (int32_t x = 0; x < size_.width; x++) {
+            const Color color = colorAt(x, row_, size_.width, size_.height);
+            *row++ = uint8_t(color.red);
+            *row++ = uint8_t(color.green);
+            *row++ = uint8_t(color.blue);
+        }
+        row_++;
+    }
+
+    Size size_;
+    int32_t row_ = 0;
+};
+
 } // namespace
 
-LoadedFrame makeDemoPicture(int32_t width, int32_t height) {
-    LoadedFrame demo{makeFrame(pixelFormatOf(JPEG_CF_BGR888), width, height), nullptr};
-    demo.samples = allocateBytes(demo.frame.bytes());
-    uint8_t* out = demo.samples.get();
-    for (int32_t y = 0; y < height; y++)
-        for (int32_t x = 0; x < width; x++) {
-            const Color color = colorAt(x, y, width, height);
-            *out++ = uint8_t(color.blue);
-            *out++ = uint8_t(color.green);
-            *out++ = uint8_t(color.red);
-        }
-    return demo;
+std::unique_ptr<PictureSource> demoPicture(Size size) {
+    return std::make_unique<DemoPicture>(size);
 }
 
 } // namespace cli

@@ -1,0 +1,126 @@
+#include "cli/batch.h"
+
+#include <algorithm>
+#include <atomic>
+#include <filesystem>
+#include <map>
+#include <thread>
+
+#include "cli/encode.h"
+#include "cli/failure.h"
+
+namespace cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Whether a file of a folder is looked at: of raw frames all are, for their names say nothing.
+bool isPictureName(const fs::path& path, const Options& options) {
+    if (options.reading.raw)
+        return true;
+    std::string extension = path.extension().string();
+    std::transform(extension.begin(), extension.end(), extension.begin(),
+                   [](unsigned char c) { return std::tolower(c); });
+    for (const char* const one : {".png", ".ppm", ".pgm", ".pbm", ".pnm", ".pam", ".y4m"})
+        if (extension == one)
+            return true;
+    return false;
+}
+
+/// An input, and the folder below the target that its name is kept in.
+struct Found {
+    std::string input;
+    fs::path below;
+};
+
+std::vector<Found> listInputs(const Options& options) {
+    std::vector<Found> found;
+    for (const std::string& input : options.inputs) {
+        std::error_code error;
+        if (!options.recursive || !fs::is_directory(input, error)) {
+            found.push_back({input, {}});
+            continue;
+        }
+        std::vector<fs::path> files;
+        for (fs::recursive_directory_iterator at(input, error), end; !error && at != end;
+             at.increment(error))
+            if (at->is_regular_file() && isPictureName(at->path(), options))
+                files.push_back(at->path());
+        if (error)
+            throw Failure("cannot read " + input + ": " + error.message());
+        std::sort(files.begin(), files.end());
+        for (const fs::path& file : files)
+            found.push_back({file.string(), file.lexically_relative(input).parent_path()});
+    }
+    return found;
+}
+
+} // namespace
+
+std::vector<Job> listJobs(const Options& options) {
+    std::vector<Job> jobs;
+    std::map<std::string, std::string> owner; // of a target
+    for (const Found& found : listInputs(options)) {
+        if (options.outDir.empty()) {
+            jobs.push_back({found.input, options.output});
+            continue;
+        }
+        const fs::path name = found.input == "-" ? fs::path("stdin") : fs::path(found.input).stem();
+        const std::string target =
+            (fs::path(options.outDir) / found.below / name).string() + ".jpg";
+        if (const auto [other, isNew] = owner.emplace(target, found.input); !isNew)
+            throw Failure("cannot write " + target + " of both " + other->second + " and " +
+                          found.input);
+        jobs.push_back({found.input, target});
+    }
+    return jobs;
+}
+
+bool runJobs(const Options& options, const std::vector<Job>& jobs) {
+    for (const Job& job : jobs) {
+        std::error_code error;
+        const fs::path parent = fs::path(job.target).parent_path();
+        if (!parent.empty() && !fs::is_directory(parent, error)) {
+            fs::create_directories(parent, error);
+            if (error)
+                throw Failure("cannot create the folder " + parent.string() + ": " +
+                              error.message());
+        }
+    }
+    Report report(options, jobs.size());
+    std::atomic<size_t> next{0};
+    const auto work = [&] {
+        try {
+            InputEncoder encoder(options, report);
+            for (size_t i = next++; i < jobs.size(); i = next++) {
+                try {
+                    encoder.encode(jobs[i].input, jobs[i].target);
+                } catch (const std::bad_alloc&) {
+                    report.failed(jobs[i].input, "not enough memory for " + jobs[i].input);
+                } catch (const std::exception& error) {
+                    report.failed(jobs[i].input, error.what());
+                }
+                report.fileDone();
+            }
+        } catch (const std::exception& error) {
+            report.failed("", error.what());
+        }
+    };
+    const auto cores = std::max(1u, std::thread::hardware_concurrency());
+    const size_t threads =
+        std::min(jobs.size(), options.jobs == 0 ? size_t{cores} : size_t(options.jobs));
+    std::vector<std::thread> others;
+    for (size_t i = 1; i < threads; i++) {
+        try {
+            others.emplace_back(work);
+        } catch (const std::system_error&) {
+            break; // the threads that there are do it all
+        }
+    }
+    work();
+    for (std::thread& thread : others)
+        thread.join();
+    return !report.finish();
+}
+
+} // namespace cli

@@ -1,0 +1,25 @@
+// Many inputs into a folder, several at a time.
+#ifndef VELA_CLI_BATCH_H
+#define VELA_CLI_BATCH_H
+
+#include <string>
+#include <vector>
+
+#include "cli/options.h"
+
+namespace cli {
+
+struct Job {
+    std::string input, target;
+};
+
+/// The inputs with folders replaced by the pictures in them (only with options.recursive), in the order of
+/// their names, and where each one goes. Throws Failure.
+std::vector<Job> listJobs(const Options& options);
+
+/// Encodes all; whether every one was done.
+bool runJobs(const Options& options, const std::vector<Job>& jobs);
+
+} // namespace cli
+
+#endif
