@@ -2,7 +2,7 @@
  * The easy layer of Vela JPEG: any picture or camera frame in, a JPEG stream out.
  *
  *     VelaEncoder* encoder = velaEncoderNew();
- *     VelaImage image = {VELA_FORMAT_RGB24, 640, 480, {pixels}};
+ *     VelaImage image = {.format = VELA_FORMAT_RGB24, .width = 640, .height = 480, .plane = {pixels}};
  *     int32_t status = velaEncodeToFile(encoder, &image, NULL, "picture.jpg");
  *     if (status != ENC_STATUS_OK)
  *         fprintf(stderr, "%s\n", velaErrorText(encoder));
