@@ -9,7 +9,7 @@ namespace {
 // about the same time and that what waits for its turn stays small.
 constexpr int64_t kPiecePixels = 256 * 1024;
 constexpr int32_t kPiecesPerThread = 4;
-constexpr int32_t kSlotsPerThread = 2;
+constexpr int32_t kSlotsPerThread = 3;
 
 int32_t machineThreads() {
     return std::max(1, static_cast<int32_t>(std::thread::hardware_concurrency()));
@@ -72,10 +72,11 @@ void PieceEncoder::stop() {
 }
 
 void PieceEncoder::start(int32_t threads) {
-    if (workers_.size() > static_cast<size_t>(threads))
+    const auto others = static_cast<size_t>(threads - 1);
+    if (workers_.size() > others)
         stop();
-    while (workers_.size() < static_cast<size_t>(threads)) {
-        workers_.reserve(static_cast<size_t>(threads));
+    workers_.reserve(others);
+    while (workers_.size() < others) {
         auto worker = std::make_unique<Worker>();
         worker->thread = std::thread([this, &encoder = worker->encoder] { work(encoder); });
         workers_.push_back(std::move(worker));
@@ -91,22 +92,27 @@ void PieceEncoder::work(CoreEncoder& encoder) {
         toWorkers_.wait(lock, [this] { return ended_ || (taken_ < filled_ && !cancelled_); });
         if (ended_)
             return;
-        Slot& slot = slotOf(taken_++);
         busy_++;
-        lock.unlock();
-        int32_t status;
-        try {
-            StoppableSink sink(*this, slot.output);
-            status = encoder.encode(*request_, slot.piece, quality_, sink);
-        } catch (const std::bad_alloc&) {
-            status = ENC_STATUS_NOMEM;
-        }
-        lock.lock();
-        slot.status = status;
-        slot.done = true;
+        encodeNext(encoder, lock);
         busy_--;
         toCaller_.notify_one();
     }
+}
+
+/// Takes the next piece; lock is held before and afterwards.
+void PieceEncoder::encodeNext(CoreEncoder& encoder, std::unique_lock<std::mutex>& lock) {
+    Slot& slot = slotOf(taken_++);
+    lock.unlock();
+    int32_t status;
+    try {
+        StoppableSink sink(*this, slot.output);
+        status = encoder.encode(*request_, slot.piece, quality_, sink);
+    } catch (const std::bad_alloc&) {
+        status = ENC_STATUS_NOMEM;
+    }
+    lock.lock();
+    slot.status = status;
+    slot.done = true;
 }
 
 int32_t PieceEncoder::encode(const Request& request, const Cut& cut, int32_t quality, Sink& sink) {
@@ -131,23 +137,26 @@ int32_t PieceEncoder::encode(const Request& request, const Cut& cut, int32_t qua
     return encodePieces(sink);
 }
 
+/// The caller's thread reads and writes, and encodes as well while there is nothing to write.
 int32_t PieceEncoder::encodePieces(Sink& sink) {
     int32_t filled = 0;
     for (int32_t next = 0; next < cut_.pieces; next++) {
-        while (filled < cut_.pieces && filled - next < static_cast<int32_t>(slots_.size())) {
-            if (const int32_t status = fill(slotOf(filled), filled); status != ENC_STATUS_OK)
-                return status;
-            filled++;
-            {
-                const std::lock_guard lock(mutex_);
-                filled_ = filled;
-            }
-            toWorkers_.notify_one();
-        }
         Slot& slot = slotOf(next);
-        {
+        for (;;) {
+            while (filled < cut_.pieces && filled - next < static_cast<int32_t>(slots_.size())) {
+                if (const int32_t status = fill(slotOf(filled), filled); status != ENC_STATUS_OK)
+                    return status;
+                const std::lock_guard lock(mutex_);
+                filled_ = ++filled;
+                toWorkers_.notify_one();
+            }
             std::unique_lock lock(mutex_);
-            toCaller_.wait(lock, [&slot] { return slot.done; });
+            if (slot.done)
+                break;
+            if (taken_ < filled_)
+                encodeNext(own_, lock);
+            else
+                toCaller_.wait(lock, [&slot] { return slot.done; });
         }
         if (slot.status != ENC_STATUS_OK)
             return slot.status;

@@ -28,14 +28,14 @@ public:
     PieceEncoder& operator=(const PieceEncoder&) = delete;
     ~PieceEncoder();
 
-    /// Encodes by cut.threads threads, which stay for the next picture. readRows and the sink are called on
-    /// this thread, in the picture's order. Status as of CoreEncoder. May throw std::bad_alloc and
+    /// Encodes by cut.threads threads, this one and others, which stay for the next picture. readRows and the
+    /// sink are called on this thread, in the picture's order. Status as of CoreEncoder. May throw std::bad_alloc and
     /// std::system_error (no further thread).
     [[nodiscard]] int32_t encode(const Request& request, const Cut& cut, int32_t quality,
                                  Sink& sink);
 
 private:
-    /// A piece on its way: filled by the caller's thread, encoded by a worker, written by the caller's.
+    /// A piece on its way: filled by the caller's thread, encoded by any, written by the caller's.
     struct Slot {
         Piece piece{};
         std::vector<uint8_t> input; // rows from readRows
@@ -52,10 +52,12 @@ private:
     void start(int32_t threads);
     void stop();
     void work(CoreEncoder& encoder);
+    void encodeNext(CoreEncoder& encoder, std::unique_lock<std::mutex>& lock);
     [[nodiscard]] int32_t fill(Slot& slot, int32_t index);
     [[nodiscard]] int32_t encodePieces(Sink& sink);
     Slot& slotOf(int32_t piece) { return slots_[static_cast<size_t>(piece) % slots_.size()]; }
 
+    CoreEncoder own_; // of the caller's thread
     std::vector<std::unique_ptr<Worker>> workers_;
     std::vector<Slot> slots_;
     const Request* request_ = nullptr; // that is being encoded

@@ -1,26 +1,30 @@
 #!/bin/bash
-# Usage: scripts/bench.sh [--arm] [--scaling] [--kernels] [PICTURES] [-- OPTIONS]
+# Usage: scripts/bench.sh [--arm] [--scaling] [--kernels] [--easy] [--batch] [PICTURES] [-- OPTIONS]
 # Builds the benchmark, installing first what that needs and this machine lacks, and compares Vela
 # JPEG with TurboJPEG on PICTURES (PNG, PPM or PGM), or on a generated one where there are none.
 #   --arm      also counts the instructions that both execute per pixel on emulated ARMv7 and AArch64
 #   --scaling  also measures time and memory from 0.3 to 256 megapixels
 #   --kernels  also measures every kernel of every instruction set
+#   --easy     the easy layer alone: its conversions beside the core, its threads beside one
+#   --batch    the command on 200 files beside cjpeg in a loop, mogrify and ffmpeg: files per second
 #   OPTIONS    go to velajpeg_bench: --quick, --isa avx2, --qualities 75,90, ... (--help lists them)
 # Tables, JSON and a chart are written to build/bench/results.
 set -euo pipefail
 source "$(dirname "$0")/common.sh"
 
-arm='' scaling='' kernels='' pictures=() options=()
+arm='' scaling='' kernels='' easy='' batch='' pictures=() options=()
 while (($#)); do
     case $1 in
         --arm) arm=yes ;;
         --scaling) scaling=yes ;;
         --kernels) kernels=yes ;;
+        --easy) easy=yes ;;
+        --batch) batch=yes ;;
         --)
             options=("${@:2}")
             break
             ;;
-        -*) die "usage: scripts/bench.sh [--arm] [--scaling] [--kernels] [PICTURES] [-- OPTIONS]" ;;
+        -*) die "usage: scripts/bench.sh [--arm] [--scaling] [--kernels] [--easy] [--batch] [PICTURES] [-- OPTIONS]" ;;
         *)
             [[ -r $1 && ! -d $1 ]] || die "cannot read $1"
             pictures+=("$(realpath "$1")")
@@ -165,7 +169,55 @@ count_instructions() {
     instruction_json <"$results/instructions.rows" >"$results/instructions.json"
 }
 
+# Files per second: 200 copies of the pictures at their sizes, as PPM, each program as its users run it.
+count_files() {
+    require_packages libjpeg-turbo-progs imagemagick ffmpeg netpbm
+    local folder=$build/batch file n=0 sources=("${pictures[@]}")
+    rm -rf "$folder"
+    mkdir -p "$folder/in" "$folder/out"
+    if ((${#sources[@]} == 0)); then
+        "$build/cli/velajpeg" --demo --size 1920x1080 --quiet -o "$folder/demo.jpg"
+        djpeg "$folder/demo.jpg" >"$folder/demo.ppm"
+        sources=("$folder/demo.ppm")
+    fi
+    for ((n = 0; n < 200; n++)); do
+        file=${sources[n % ${#sources[@]}]}
+        case $file in
+            *.png) pngtopnm "$file" >"$folder/in/$n.ppm" ;;
+            *) cp "$file" "$folder/in/$n.ppm" ;;
+        esac
+    done
+    files_per_second() { # NAME COMMAND...
+        local name=$1 start end
+        shift
+        rm -f "$folder"/out/*
+        start=$(date +%s.%N)
+        "$@" >/dev/null 2>&1
+        end=$(date +%s.%N)
+        (($(find "$folder/out" -name '*.jpg' | wc -l) == 200)) || die "$name did not write 200 files"
+        awk "BEGIN { printf \"%-28s %8.1f files/s\n\", \"$name\", 200 / ($end - $start) }"
+    }
+    # shellcheck disable=SC2317 # called by its name
+    cjpeg_loop() {
+        for file in "$folder"/in/*.ppm; do
+            cjpeg -quality 75 "$file" >"$folder/out/$(basename "$file" .ppm).jpg"
+        done
+    }
+    files_per_second "velajpeg" "$build/cli/velajpeg" "$folder"/in/*.ppm --out-dir "$folder/out"
+    files_per_second "velajpeg -j 0" "$build/cli/velajpeg" "$folder"/in/*.ppm --out-dir "$folder/out" -j 0
+    files_per_second "cjpeg in a loop" cjpeg_loop
+    files_per_second "mogrify" mogrify -quality 75 -format jpg -path "$folder/out" "$folder/in/*.ppm"
+    files_per_second "ffmpeg" ffmpeg -start_number 0 -i "$folder/in/%d.ppm" -q:v 4 "$folder/out/%d.jpg"
+}
+
 build_for_host
+if [[ $easy$batch ]]; then
+    [[ -z $easy ]] ||
+        "$build/bench/easy_bench" --json "$results/easy.json" "${pictures[@]}" | tee "$results/easy.txt"
+    [[ -z $batch ]] || count_files | tee "$results/batch.txt"
+    say "the results are in $results"
+    exit
+fi
 "$build/bench/velajpeg_bench" "${pictures[@]}" --json "$results/comparison.json" \
     --svg "$results/comparison.svg" "${options[@]}" | tee "$results/comparison.txt"
 [[ -z $kernels ]] ||

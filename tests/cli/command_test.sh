@@ -1,7 +1,7 @@
 #!/bin/bash
 # Runs the velajpeg command on pictures made here. Usage: command_test.sh path/to/velajpeg
 # Needs djpeg, netpbm, perl, exiftool and ImageMagick's identify.
-# shellcheck disable=SC2015,SC2016,SC2086 # $how holds several arguments; code in '' runs later
+# shellcheck disable=SC2012,SC2015,SC2016,SC2034,SC2086 # $how holds several arguments; code in '' runs later
 set -u
 export LC_ALL=C
 tool=$(realpath "$1")

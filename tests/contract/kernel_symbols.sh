@@ -9,7 +9,7 @@ nm=$1 isa=$2
 shift 2
 (($#)) || { echo "FAIL no objects" && exit 1; }
 # By mangled names, which begin with the namespaces: demangled, those of templates begin with a type.
-own="^_ZZ?NK?4vela${#isa}$isa[0-9]"
+own="^_ZZ?NK?4vela${#isa}${isa}[0-9]"
 wrong=0
 for object in "$@"; do
     while read -r name; do
