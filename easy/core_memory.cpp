@@ -7,8 +7,8 @@
 namespace vela::easy {
 
 bool CoreMemory::Block::make(size_t bytes) noexcept {
-    room = (bytes + kAlignment - 1) / kAlignment * kAlignment;
-    memory.reset(std::aligned_alloc(kAlignment, room));
+    room = bytes;
+    memory.reset(::operator new (room, std::align_val_t{kAlignment}, std::nothrow));
     if (!memory)
         room = 0;
     return memory != nullptr;

@@ -3,8 +3,8 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
+#include <new>
 #include <vector>
 
 namespace vela::easy {
@@ -24,7 +24,9 @@ private:
 
     struct Block {
         struct Free {
-            void operator()(void* bytes) const { std::free(bytes); }
+            void operator()(void* bytes) const {
+                ::operator delete (bytes, std::align_val_t{kAlignment});
+            }
         };
         std::unique_ptr<void, Free> memory;
         size_t room = 0;

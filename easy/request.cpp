@@ -107,12 +107,12 @@ int32_t checkImage(const VelaImage* image, Request& request, ErrorText& text) {
 }
 
 int32_t checkSubsampling(const VelaOptions& options, Request& request, ErrorText& text) {
+    if (request.format->layout == Layout::grey) // halves nothing, whatever is asked for
+        return ENC_STATUS_OK;
     if (!isKnown("subsampling", codeOf(options.subsampling), VELA_SUBSAMPLING_420, text))
         return ENC_STATUS_NOTSUPPORTED;
     VelaSubsampling subsampling = options.subsampling;
-    if (request.format->layout == Layout::grey) {
-        subsampling = VELA_SUBSAMPLING_444;
-    } else if (request.format->layout == Layout::rgb) {
+    if (request.format->layout == Layout::rgb) {
         if (subsampling == VELA_SUBSAMPLING_AUTO)
             subsampling = VELA_SUBSAMPLING_420;
     } else {

@@ -68,7 +68,8 @@ static int fromCamera(int device, VelaEncoder* encoder, int frames) {
         buffer.index = i;
         if (control(device, VIDIOC_QUERYBUF, &buffer) < 0)
             return fail("VIDIOC_QUERYBUF");
-        memory[i] = mmap(NULL, buffer.length, PROT_READ, MAP_SHARED, device, buffer.m.offset);
+        memory[i] =
+            mmap(NULL, buffer.length, PROT_READ, MAP_SHARED, device, (off_t)buffer.m.offset);
         if (memory[i] == MAP_FAILED || control(device, VIDIOC_QBUF, &buffer) < 0)
             return fail("mmap");
     }

@@ -33,7 +33,7 @@ require_packages() {
 
 # The C and C++ sources, by their paths from the top.
 sources() {
-    (cd "$root" && find -- * -name 'build*' -prune -o -regex '.*\.\(cpp\|h\|c\|inl\)' -print)
+    (cd "$root" && find -- * -name 'build*' -prune -o -regex '.*\.\(cpp\|hpp\|h\|c\)' -print)
 }
 
 # shellcheck disable=SC2034 # used by the scripts

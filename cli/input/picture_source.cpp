@@ -43,7 +43,7 @@ void PictureSource::load() {
                                                                                  : 4;
     size_t rowBytes = pixelBytes * size_t(image_.width);
     if (image_.format >= VELA_FORMAT_YUYV)
-        rowBytes = 2 * (size_t(image_.width) + image_.width % 2);
+        rowBytes = 2 * ((size_t(image_.width) + 1) / 2 * 2);
     loaded_.resize(rowBytes * size_t(image_.height));
     for (size_t y = 0; y < size_t(image_.height); y++)
         readRow(loaded_.data() + y * rowBytes);

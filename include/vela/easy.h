@@ -136,8 +136,8 @@ typedef struct VelaImage {
     /* Bytes from row to row of each plane: 0 for rows without gaps; negative where rows go upwards in memory;
      * else at least a row's bytes, and at most 2147483647. Not read where readRows brings the rows. */
     ptrdiff_t stride[3];
-    VelaRange range;   /* of YCbCr and grey samples; for RGB not read */
-    VelaMatrix matrix; /* of YCbCr samples; for RGB and grey not read */
+    VelaRange range;   /* of YCbCr and grey samples; RGB has full range, whatever stands here */
+    VelaMatrix matrix; /* of YCbCr samples; without effect on RGB and grey */
     /* Null, or brings the rows of a picture that is not in memory as a whole: a baseline encoder then needs
      * some rows of memory, whatever the height. */
     VelaReadRows* readRows;

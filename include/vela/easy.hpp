@@ -37,7 +37,8 @@ using Bytes = std::span<const std::uint8_t>;
 /// A status of vela/easy.h, and in what() why.
 class Error : public std::runtime_error {
 public:
-    Error(std::int32_t status, const std::string& text) : std::runtime_error(text), status_(status) {}
+    Error(std::int32_t status, const std::string& text)
+        : std::runtime_error(text), status_(status) {}
     std::int32_t status() const noexcept { return status_; }
 
 private:
@@ -46,8 +47,8 @@ private:
 
 /// Brings rows firstRow..firstRow + rowCount - 1 to where plane and stride say, as VelaReadRows does; what it
 /// throws comes out of encode.
-using RowReader = std::function<void(std::int32_t firstRow, std::int32_t rowCount, void* const (&plane)[3],
-                                     const std::ptrdiff_t (&stride)[3])>;
+using RowReader = std::function<void(std::int32_t firstRow, std::int32_t rowCount,
+                                     void* const (&plane)[3], const std::ptrdiff_t (&stride)[3])>;
 
 /// A picture: planes that belong to the caller, or a reader of rows. Makers throw Error with
 /// ENC_STATUS_BADARG where a span is shorter than the rows that it must hold. Strides are in bytes, 0 for rows
@@ -59,98 +60,119 @@ public:
                         std::ptrdiff_t stride = 0) {
         return Image(format, width, height, {{pixels, stride}});
     }
-    static Image gray8(Bytes pixels, std::int32_t width, std::int32_t height, std::ptrdiff_t stride = 0) {
+    static Image gray8(Bytes pixels, std::int32_t width, std::int32_t height,
+                       std::ptrdiff_t stride = 0) {
         return packed(VELA_FORMAT_GRAY8, pixels, width, height, stride);
     }
-    static Image rgb24(Bytes pixels, std::int32_t width, std::int32_t height, std::ptrdiff_t stride = 0) {
+    static Image rgb24(Bytes pixels, std::int32_t width, std::int32_t height,
+                       std::ptrdiff_t stride = 0) {
         return packed(VELA_FORMAT_RGB24, pixels, width, height, stride);
     }
-    static Image bgr24(Bytes pixels, std::int32_t width, std::int32_t height, std::ptrdiff_t stride = 0) {
+    static Image bgr24(Bytes pixels, std::int32_t width, std::int32_t height,
+                       std::ptrdiff_t stride = 0) {
         return packed(VELA_FORMAT_BGR24, pixels, width, height, stride);
     }
-    static Image rgbx32(Bytes pixels, std::int32_t width, std::int32_t height, std::ptrdiff_t stride = 0) {
+    static Image rgbx32(Bytes pixels, std::int32_t width, std::int32_t height,
+                        std::ptrdiff_t stride = 0) {
         return packed(VELA_FORMAT_RGBX32, pixels, width, height, stride);
     }
-    static Image bgrx32(Bytes pixels, std::int32_t width, std::int32_t height, std::ptrdiff_t stride = 0) {
+    static Image bgrx32(Bytes pixels, std::int32_t width, std::int32_t height,
+                        std::ptrdiff_t stride = 0) {
         return packed(VELA_FORMAT_BGRX32, pixels, width, height, stride);
     }
-    static Image xrgb32(Bytes pixels, std::int32_t width, std::int32_t height, std::ptrdiff_t stride = 0) {
+    static Image xrgb32(Bytes pixels, std::int32_t width, std::int32_t height,
+                        std::ptrdiff_t stride = 0) {
         return packed(VELA_FORMAT_XRGB32, pixels, width, height, stride);
     }
-    static Image xbgr32(Bytes pixels, std::int32_t width, std::int32_t height, std::ptrdiff_t stride = 0) {
+    static Image xbgr32(Bytes pixels, std::int32_t width, std::int32_t height,
+                        std::ptrdiff_t stride = 0) {
         return packed(VELA_FORMAT_XBGR32, pixels, width, height, stride);
     }
-    static Image rgb565(Bytes pixels, std::int32_t width, std::int32_t height, std::ptrdiff_t stride = 0) {
+    static Image rgb565(Bytes pixels, std::int32_t width, std::int32_t height,
+                        std::ptrdiff_t stride = 0) {
         return packed(VELA_FORMAT_RGB565, pixels, width, height, stride);
     }
-    static Image rgb555(Bytes pixels, std::int32_t width, std::int32_t height, std::ptrdiff_t stride = 0) {
+    static Image rgb555(Bytes pixels, std::int32_t width, std::int32_t height,
+                        std::ptrdiff_t stride = 0) {
         return packed(VELA_FORMAT_RGB555, pixels, width, height, stride);
     }
-    static Image yuyv(Bytes pixels, std::int32_t width, std::int32_t height, std::ptrdiff_t stride = 0) {
+    static Image yuyv(Bytes pixels, std::int32_t width, std::int32_t height,
+                      std::ptrdiff_t stride = 0) {
         return packed(VELA_FORMAT_YUYV, pixels, width, height, stride);
     }
-    static Image yvyu(Bytes pixels, std::int32_t width, std::int32_t height, std::ptrdiff_t stride = 0) {
+    static Image yvyu(Bytes pixels, std::int32_t width, std::int32_t height,
+                      std::ptrdiff_t stride = 0) {
         return packed(VELA_FORMAT_YVYU, pixels, width, height, stride);
     }
-    static Image uyvy(Bytes pixels, std::int32_t width, std::int32_t height, std::ptrdiff_t stride = 0) {
+    static Image uyvy(Bytes pixels, std::int32_t width, std::int32_t height,
+                      std::ptrdiff_t stride = 0) {
         return packed(VELA_FORMAT_UYVY, pixels, width, height, stride);
     }
-    static Image vyuy(Bytes pixels, std::int32_t width, std::int32_t height, std::ptrdiff_t stride = 0) {
+    static Image vyuy(Bytes pixels, std::int32_t width, std::int32_t height,
+                      std::ptrdiff_t stride = 0) {
         return packed(VELA_FORMAT_VYUY, pixels, width, height, stride);
     }
 
     /// Y, and pairs of chroma.
-    static Image semiPlanar(VelaFormat format, Bytes y, Bytes chroma, std::int32_t width, std::int32_t height,
-                            std::ptrdiff_t yStride = 0, std::ptrdiff_t chromaStride = 0) {
+    static Image semiPlanar(VelaFormat format, Bytes y, Bytes chroma, std::int32_t width,
+                            std::int32_t height, std::ptrdiff_t yStride = 0,
+                            std::ptrdiff_t chromaStride = 0) {
         return Image(format, width, height, {{y, yStride}, {chroma, chromaStride}});
     }
-    static Image nv12(Bytes y, Bytes cbcr, std::int32_t width, std::int32_t height, std::ptrdiff_t yStride = 0,
-                      std::ptrdiff_t chromaStride = 0) {
+    static Image nv12(Bytes y, Bytes cbcr, std::int32_t width, std::int32_t height,
+                      std::ptrdiff_t yStride = 0, std::ptrdiff_t chromaStride = 0) {
         return semiPlanar(VELA_FORMAT_NV12, y, cbcr, width, height, yStride, chromaStride);
     }
-    static Image nv21(Bytes y, Bytes crcb, std::int32_t width, std::int32_t height, std::ptrdiff_t yStride = 0,
-                      std::ptrdiff_t chromaStride = 0) {
+    static Image nv21(Bytes y, Bytes crcb, std::int32_t width, std::int32_t height,
+                      std::ptrdiff_t yStride = 0, std::ptrdiff_t chromaStride = 0) {
         return semiPlanar(VELA_FORMAT_NV21, y, crcb, width, height, yStride, chromaStride);
     }
-    static Image nv16(Bytes y, Bytes cbcr, std::int32_t width, std::int32_t height, std::ptrdiff_t yStride = 0,
-                      std::ptrdiff_t chromaStride = 0) {
+    static Image nv16(Bytes y, Bytes cbcr, std::int32_t width, std::int32_t height,
+                      std::ptrdiff_t yStride = 0, std::ptrdiff_t chromaStride = 0) {
         return semiPlanar(VELA_FORMAT_NV16, y, cbcr, width, height, yStride, chromaStride);
     }
-    static Image nv61(Bytes y, Bytes crcb, std::int32_t width, std::int32_t height, std::ptrdiff_t yStride = 0,
-                      std::ptrdiff_t chromaStride = 0) {
+    static Image nv61(Bytes y, Bytes crcb, std::int32_t width, std::int32_t height,
+                      std::ptrdiff_t yStride = 0, std::ptrdiff_t chromaStride = 0) {
         return semiPlanar(VELA_FORMAT_NV61, y, crcb, width, height, yStride, chromaStride);
     }
     /// A whole frame in one span, planes one after another with rows of stride bytes of Y.
-    static Image nv12(Bytes frame, std::int32_t width, std::int32_t height, std::ptrdiff_t stride = 0) {
+    static Image nv12(Bytes frame, std::int32_t width, std::int32_t height,
+                      std::ptrdiff_t stride = 0) {
         const auto [y, chroma] = halves(frame, width, height, stride);
         return nv12(y, chroma, width, height, stride, stride);
     }
 
     /// Three planes, in the format's own order.
-    static Image planar(VelaFormat format, Bytes first, Bytes second, Bytes third, std::int32_t width,
-                        std::int32_t height, std::ptrdiff_t firstStride = 0, std::ptrdiff_t secondStride = 0,
-                        std::ptrdiff_t thirdStride = 0) {
-        return Image(format, width, height, {{first, firstStride}, {second, secondStride}, {third, thirdStride}});
+    static Image planar(VelaFormat format, Bytes first, Bytes second, Bytes third,
+                        std::int32_t width, std::int32_t height, std::ptrdiff_t firstStride = 0,
+                        std::ptrdiff_t secondStride = 0, std::ptrdiff_t thirdStride = 0) {
+        return Image(format, width, height,
+                     {{first, firstStride}, {second, secondStride}, {third, thirdStride}});
     }
     static Image i420(Bytes y, Bytes cb, Bytes cr, std::int32_t width, std::int32_t height,
-                      std::ptrdiff_t yStride = 0, std::ptrdiff_t cbStride = 0, std::ptrdiff_t crStride = 0) {
+                      std::ptrdiff_t yStride = 0, std::ptrdiff_t cbStride = 0,
+                      std::ptrdiff_t crStride = 0) {
         return planar(VELA_FORMAT_I420, y, cb, cr, width, height, yStride, cbStride, crStride);
     }
     static Image yv12(Bytes y, Bytes cr, Bytes cb, std::int32_t width, std::int32_t height,
-                      std::ptrdiff_t yStride = 0, std::ptrdiff_t crStride = 0, std::ptrdiff_t cbStride = 0) {
+                      std::ptrdiff_t yStride = 0, std::ptrdiff_t crStride = 0,
+                      std::ptrdiff_t cbStride = 0) {
         return planar(VELA_FORMAT_YV12, y, cr, cb, width, height, yStride, crStride, cbStride);
     }
     static Image i422(Bytes y, Bytes cb, Bytes cr, std::int32_t width, std::int32_t height,
-                      std::ptrdiff_t yStride = 0, std::ptrdiff_t cbStride = 0, std::ptrdiff_t crStride = 0) {
+                      std::ptrdiff_t yStride = 0, std::ptrdiff_t cbStride = 0,
+                      std::ptrdiff_t crStride = 0) {
         return planar(VELA_FORMAT_I422, y, cb, cr, width, height, yStride, cbStride, crStride);
     }
     static Image i444(Bytes y, Bytes cb, Bytes cr, std::int32_t width, std::int32_t height,
-                      std::ptrdiff_t yStride = 0, std::ptrdiff_t cbStride = 0, std::ptrdiff_t crStride = 0) {
+                      std::ptrdiff_t yStride = 0, std::ptrdiff_t cbStride = 0,
+                      std::ptrdiff_t crStride = 0) {
         return planar(VELA_FORMAT_I444, y, cb, cr, width, height, yStride, cbStride, crStride);
     }
 
     /// A picture whose rows are read as they are needed.
-    static Image fromRows(VelaFormat format, std::int32_t width, std::int32_t height, RowReader reader) {
+    static Image fromRows(VelaFormat format, std::int32_t width, std::int32_t height,
+                          RowReader reader) {
         Image image(format, width, height, {});
         image.reader_ = std::move(reader);
         return image;
@@ -178,7 +200,8 @@ private:
         std::ptrdiff_t stride;
     };
 
-    Image(VelaFormat format, std::int32_t width, std::int32_t height, std::initializer_list<Plane> planes) {
+    Image(VelaFormat format, std::int32_t width, std::int32_t height,
+          std::initializer_list<Plane> planes) {
         image_.format = format;
         image_.width = width;
         image_.height = height;
@@ -188,8 +211,8 @@ private:
     }
 
     static bool isHalvedDown(VelaFormat format) {
-        return format == VELA_FORMAT_I420 || format == VELA_FORMAT_YV12 || format == VELA_FORMAT_NV12 ||
-               format == VELA_FORMAT_NV21;
+        return format == VELA_FORMAT_I420 || format == VELA_FORMAT_YV12 ||
+               format == VELA_FORMAT_NV12 || format == VELA_FORMAT_NV21;
     }
     /// Bytes of a row of a plane that hold samples.
     static std::int64_t rowBytes(VelaFormat format, int plane, std::int64_t width) {
@@ -197,7 +220,9 @@ private:
         if (format >= VELA_FORMAT_YUYV)
             return 4 * half;
         if (plane > 0)
-            return format == VELA_FORMAT_I444 ? width : format >= VELA_FORMAT_NV12 ? 2 * half : half;
+            return format == VELA_FORMAT_I444   ? width
+                   : format >= VELA_FORMAT_NV12 ? 2 * half
+                                                : half;
         if (format == VELA_FORMAT_RGB24 || format == VELA_FORMAT_BGR24)
             return 3 * width;
         if (format == VELA_FORMAT_RGB565 || format == VELA_FORMAT_RGB555)
@@ -211,7 +236,8 @@ private:
         image_.stride[p] = plane.stride;
         if (image_.width < 1 || image_.width > 65535 || image_.height < 1 || image_.height > 65535)
             return;
-        const std::int64_t rows = p > 0 && isHalvedDown(image_.format) ? (image_.height + 1) / 2 : image_.height;
+        const std::int64_t rows =
+            p > 0 && isHalvedDown(image_.format) ? (image_.height + 1) / 2 : image_.height;
         const std::int64_t row = rowBytes(image_.format, p, image_.width);
         const std::int64_t stride = plane.stride == 0 ? row : plane.stride;
         const std::int64_t step = stride < 0 ? -stride : stride;
@@ -220,8 +246,8 @@ private:
         const std::int64_t needed = (rows - 1) * step + row;
         if (static_cast<std::uint64_t>(needed) > plane.bytes.size())
             throw Error(ENC_STATUS_BADARG, "plane[" + std::to_string(p) + "] has " +
-                                               std::to_string(plane.bytes.size()) + " bytes, its rows need " +
-                                               std::to_string(needed));
+                                               std::to_string(plane.bytes.size()) +
+                                               " bytes, its rows need " + std::to_string(needed));
         if (stride < 0)
             image_.plane[p] = plane.bytes.data() + (rows - 1) * step;
     }
@@ -230,7 +256,9 @@ private:
                                           std::ptrdiff_t stride) {
         const std::int64_t step = stride != 0 ? stride : width;
         const std::int64_t luma = step < 0 || height < 0 ? 0 : step * height;
-        const auto at = static_cast<std::size_t>(luma) < frame.size() ? static_cast<std::size_t>(luma) : frame.size();
+        const auto at = static_cast<std::size_t>(luma) < frame.size()
+                            ? static_cast<std::size_t>(luma)
+                            : frame.size();
         return {frame.first(at), frame.subspan(at)};
     }
 
@@ -303,7 +331,8 @@ public:
                 [](void* context, const void* bytes, std::size_t count) {
                     auto& self = *static_cast<Writer*>(context);
                     try {
-                        std::invoke(self.sink, Bytes(static_cast<const std::uint8_t*>(bytes), count));
+                        std::invoke(self.sink,
+                                    Bytes(static_cast<const std::uint8_t*>(bytes), count));
                         return 0;
                     } catch (...) {
                         self.thrown = std::current_exception();
@@ -332,8 +361,8 @@ public:
         std::size_t used = 0;
         encode(image, options, [&](Bytes bytes) {
             if (bytes.size() > room.size() - used)
-                throw Error(VELA_STATUS_WRITE, "the stream is longer than the " + std::to_string(room.size()) +
-                                                   " bytes for it");
+                throw Error(VELA_STATUS_WRITE, "the stream is longer than the " +
+                                                   std::to_string(room.size()) + " bytes for it");
             for (const std::uint8_t byte : bytes)
                 room[used++] = byte;
         });
@@ -375,8 +404,8 @@ private:
         Reader reader{image.reader_, nullptr};
         if (image.reader_) {
             c.readContext = &reader;
-            c.readRows = [](void* context, std::int32_t firstRow, std::int32_t rowCount, void* const plane[3],
-                            const std::ptrdiff_t stride[3]) {
+            c.readRows = [](void* context, std::int32_t firstRow, std::int32_t rowCount,
+                            void* const plane[3], const std::ptrdiff_t stride[3]) {
                 auto& self = *static_cast<Reader*>(context);
                 void* const planes[3] = {plane[0], plane[1], plane[2]};
                 const std::ptrdiff_t strides[3] = {stride[0], stride[1], stride[2]};
@@ -416,7 +445,9 @@ inline std::vector<std::uint8_t> encode(const Image& image, const Options& optio
 inline std::size_t maxBytes(const Image& image, const Options& options = {}) {
     VelaImage c = image.image_;
     if (image.reader_)
-        c.readRows = [](void*, std::int32_t, std::int32_t, void* const*, const std::ptrdiff_t*) { return 1; };
+        c.readRows = [](void*, std::int32_t, std::int32_t, void* const*, const std::ptrdiff_t*) {
+            return 1;
+        };
     const VelaOptions o = options.c();
     return velaMaxBytes(&c, &o);
 }

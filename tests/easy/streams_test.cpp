@@ -14,6 +14,7 @@ namespace {
 using namespace test;
 
 std::atomic<int> allocations{0};
+std::atomic<int> failsFrom{0}; // the allocation, counted down to 1, from which on all fail; 0: none
 
 class Easy : public testing::Test {
 protected:
@@ -260,18 +261,97 @@ TEST_F(Easy, FurtherPicturesOfAGeometryAllocateNothing) {
             }
 }
 
+TEST_F(Easy, WithoutMemoryAStatusAndNoStream) {
+    // Fault: an exception that leaves the library, a leak, an encoder that is of no use afterwards.
+    EasyPicture picture(VELA_FORMAT_RGB24, 640, 480);
+    const VelaImage image = picture.image();
+    const auto expected = encode(image);
+    options_.orientation = 1;
+    for (const auto& [progressive, threads] : {std::pair(0, 1), {1, 1}, {0, 3}}) {
+        options_.progressive = progressive;
+        options_.threads = threads;
+        int refusals = 0;
+        for (int n = 1;; n++) {
+            failsFrom = n;
+            VelaEncoder* const encoder = velaEncoderNew();
+            int32_t status = ENC_STATUS_NOMEM;
+            const uint8_t* jpeg = nullptr;
+            size_t size = 0;
+            if (encoder != nullptr)
+                status = velaEncodeToMemory(encoder, &image, &options_, &jpeg, &size);
+            const bool done = failsFrom > 0;
+            failsFrom = 0;
+            if (!done && status != ENC_STATUS_OK) { // a thread may have done without
+                ASSERT_EQ(status, ENC_STATUS_NOMEM);
+                ASSERT_EQ(jpeg, nullptr);
+                refusals++;
+            }
+            if (encoder != nullptr) {
+                EXPECT_EQ(velaEncodeToMemory(encoder, &image, &options_, &jpeg, &size),
+                          ENC_STATUS_OK);
+            }
+            velaEncoderDelete(encoder);
+            if (done)
+                break;
+        }
+        EXPECT_GT(refusals, 10);
+    }
+}
+
+TEST_F(Easy, PicturesAboveAGigapixelGoInParts) {
+    // Fault: a count of 32 bits that overflows, a picture that is refused although it can be cut.
+    VelaImage image{};
+    image.format = VELA_FORMAT_RGB565;
+    image.width = 65535;
+    image.height = 11000;
+    image.readRows = [](void*, int32_t, int32_t rows, void* const plane[3],
+                        const ptrdiff_t stride[3]) {
+        std::memset(plane[0], 0x5A, size_t(rows) * size_t(stride[0]));
+        return 0;
+    };
+    options_.subsampling = VELA_SUBSAMPLING_444;
+    VelaWrite* const count = [](void* context, const void*, size_t bytes) {
+        *static_cast<size_t*>(context) += bytes;
+        return 0;
+    };
+    size_t bytes = 0;
+    EXPECT_EQ(velaEncode(encoder_, &image, &options_, count, &bytes), ENC_STATUS_NOTSUPPORTED);
+    EXPECT_EQ(velaMaxBytes(&image, &options_), 0u);
+    EXPECT_EQ(bytes, 0u);
+    options_.restartRows = 1;
+    EXPECT_EQ(velaEncode(encoder_, &image, &options_, count, &bytes), ENC_STATUS_OK)
+        << velaErrorText(encoder_);
+    EXPECT_GT(bytes, 8192u * 1375 * 6 / 8); // six bits at least for an MCU
+    EXPECT_LE(bytes, velaMaxBytes(&image, &options_));
+}
+
 } // namespace
 
-// Counts what the library takes from the C++ run-time library.
-void* operator new(size_t size) {
+// Counts what the library takes from the C++ run-time library, and lets it fail.
+static void* memoryOrThrow(size_t size, size_t alignment) {
     allocations++;
-    if (void* const memory = std::malloc(size == 0 ? 1 : size))
-        return memory;
-    throw std::bad_alloc();
+    if (failsFrom > 0 && --failsFrom == 0)
+        failsFrom = -1;
+    void* memory = nullptr;
+    if (failsFrom < 0 || posix_memalign(&memory, alignment, size) != 0)
+        throw std::bad_alloc();
+    return memory;
+}
+void* operator new(size_t size) {
+    return memoryOrThrow(size, alignof(std::max_align_t));
+}
+void* operator new(size_t size, std::align_val_t alignment) {
+    return memoryOrThrow(size, size_t(alignment));
 }
 void operator delete(void* memory) noexcept {
     std::free(memory);
 }
 void operator delete(void* memory, size_t) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, std::align_val_t) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, size_t, std::align_val_t) noexcept {
     std::free(memory);
 }
