@@ -36,16 +36,19 @@ size_t distance(const std::string& a, const std::string& b) {
     return row[b.size()];
 }
 
+/// Names the option that was meant: one that begins so, or is few letters away.
 UsageError unknownOption(const std::string& given) {
     const std::string name = given.substr(0, given.find('='));
     std::string nearest;
-    size_t least = 4; // further away is another word
-    for (const Option& option : optionTable())
-        if (const size_t d = distance(name, std::string("--") + option.name);
-            !option.hidden && d < least) {
+    size_t least = name.size() / 3 + 1; // further away is another word
+    for (const Option& option : optionTable()) {
+        const std::string one = std::string("--") + option.name;
+        const size_t d = name.size() > 3 && one.starts_with(name) ? 0 : distance(name, one);
+        if (!option.hidden && d < least) {
             least = d;
-            nearest = std::string("--") + option.name;
+            nearest = one;
         }
+    }
     return UsageError("there is no option " + name +
                       (nearest.empty() ? "" : "; did you mean " + nearest + "?"));
 }
@@ -80,11 +83,14 @@ Given parse(int argc, char** argv, std::vector<std::string>& inputs) {
         }
         throw UsageError(error.what());
     }
-    for (const std::string& extra : app.remaining())
-        if (extra.starts_with("-") && extra != "-")
+    bool filesAlone = false; // after --
+    for (const std::string& extra : app.remaining()) {
+        if (!filesAlone && extra.starts_with("-") && extra != "-" && extra != "--")
             throw unknownOption(extra);
-        else
+        if (filesAlone || extra != "--")
             inputs.push_back(extra);
+        filesAlone = filesAlone || extra == "--";
+    }
     return given;
 }
 

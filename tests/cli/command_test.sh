@@ -335,6 +335,8 @@ done <<'END'
 2|several inputs require --out-dir, --mjpeg or a counter|small.ppm small.pgm
 2|there is no option --qualitty; did you mean --quality?|--qualitty 5
 2|there is no option --frobnicate (see|--frobnicate
+2|there is no option --ou; did you mean --output?|--ou x.jpg
+2|there is no option --prgressive; did you mean --progressive?|--prgressive
 2|there is no option -Z|small.ppm -Z
 2|--quality: '101' is not a number from 0 to 100|small.ppm -q 101
 2|--quality: '7x' is not a number|small.ppm -q 7x
@@ -371,6 +373,8 @@ done <<'END'
 2|--quiet and --verbose exclude each other|small.ppm --quiet -v
 2|--output: 1 required|small.ppm -o
 END
+cp small.ppm ./-q.ppm
+check encode -o dash.jpg -- -q.ppm
 check cmp hard <(printf 'P6 3 2 255\nabcdefghijklmnopqr')
 check refusedIn '"$tool" --demo -o - >/dev/full'
 check refusedIn '"$tool" --demo -o - >&-'
