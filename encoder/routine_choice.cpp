@@ -1,24 +1,16 @@
 #include "encoder/routine_choice.h"
 
 #include "cpu/cpu_features.h"
+#include "cpu/instruction_sets.h"
 #include "cpu/isa.h"
 #include "pixel/dct/plain.h"
 #include "progressive/ac_packers/plain.h"
 #include "state/color_format.h"
 #include "tables/block_coder/plain.h"
 
-// The instruction sets of this build, best first. Each one's table is made by encoder/routine_table.cpp,
-// save for the plain one, which stands below.
-#if defined VELA_X86_KERNELS
-#define VELA_INSTRUCTION_SETS(use) use(avx512vbmi) use(avx512) use(avx2) use(sse41) use(plain)
-#elif defined VELA_NEON_KERNELS
-#define VELA_INSTRUCTION_SETS(use) use(neon) use(plain)
-#else
-#define VELA_INSTRUCTION_SETS(use) use(plain)
-#endif
-
 namespace vela {
 
+// Each one's table is made by encoder/routine_table.cpp, save for the plain one, which stands below.
 #define VELA_DECLARE_ROUTINES(isa)       \
     namespace isa {                      \
     extern const RoutineTable kRoutines; \

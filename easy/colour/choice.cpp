@@ -1,19 +1,11 @@
 #include "cpu/cpu_features.h"
+#include "cpu/instruction_sets.h"
 #include "cpu/isa.h"
 #include "easy/colour/plain.h"
 
-// The instruction sets of this build, best first; each one's table is made by easy/colour/kernel.cpp, save
-// for the plain one.
-#if defined VELA_X86_KERNELS
-#define VELA_INSTRUCTION_SETS(use) use(avx512vbmi) use(avx512) use(avx2) use(sse41) use(plain)
-#elif defined VELA_NEON_KERNELS
-#define VELA_INSTRUCTION_SETS(use) use(neon) use(plain)
-#else
-#define VELA_INSTRUCTION_SETS(use) use(plain)
-#endif
-
 namespace vela {
 
+// Each one's table is made by easy/colour/kernel.cpp, save for the plain one.
 #define VELA_DECLARE_ROUTINES(isa)               \
     namespace isa {                              \
     extern const ColourRoutines kColourRoutines; \

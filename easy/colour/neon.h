@@ -81,53 +81,28 @@ VELA_INLINE uint8x8_t chroma(const weights::Weights& w, const Sums& sums) {
     return vqmovun_s16(vaddq_s16(weigh<shift>(w, sums), vdupq_n_s16(128)));
 }
 
-struct ChunkKernel {
-    static constexpr int32_t kPixels = 16;
-    static constexpr int32_t kReadBytes = 64;
-};
+/// Chroma of every pixel.
+VELA_INLINE void storeChroma(const Pixels& pixels, const weights::Weights& of, uint8_t* to) {
+    vst1q_u8(to, vcombine_u8(chroma<0>(of, lowHalf(pixels)), chroma<0>(of, highHalf(pixels))));
+}
 
-struct Full444 : ChunkKernel {
-    uint8_t *y, *cb, *cr;
+/// Chroma of neighbouring pixels together.
+VELA_INLINE void storeHalvedChroma(const Pixels& row, uint8_t* cb, uint8_t* cr) {
+    const Sums sums = {pairs(row.red), pairs(row.green), pairs(row.blue)};
+    vst1_u8(cb, chroma<1>(weights::kCb, sums));
+    vst1_u8(cr, chroma<1>(weights::kCr, sums));
+}
 
-    template <class Order>
-    VELA_INLINE void take(const uint8_t* const (&row)[1], int32_t x) const {
-        const Pixels pixels = loadPixels<Order>(row[0]);
-        const Sums low = lowHalf(pixels), high = highHalf(pixels);
-        storeLuma(pixels, y + x);
-        vst1q_u8(cb + x, vcombine_u8(chroma<0>(weights::kCb, low), chroma<0>(weights::kCb, high)));
-        vst1q_u8(cr + x, vcombine_u8(chroma<0>(weights::kCr, low), chroma<0>(weights::kCr, high)));
-    }
-};
+VELA_INLINE void storeHalvedChroma(const Pixels& top, const Pixels& bottom, uint8_t* cb,
+                                   uint8_t* cr) {
+    const Sums sums = {pairs(top.red, bottom.red), pairs(top.green, bottom.green),
+                       pairs(top.blue, bottom.blue)};
+    vst1_u8(cb, chroma<2>(weights::kCb, sums));
+    vst1_u8(cr, chroma<2>(weights::kCr, sums));
+}
 
-struct Halved422 : ChunkKernel {
-    uint8_t *y, *cb, *cr;
-
-    template <class Order>
-    VELA_INLINE void take(const uint8_t* const (&row)[1], int32_t x) const {
-        const Pixels pixels = loadPixels<Order>(row[0]);
-        storeLuma(pixels, y + x);
-        const Sums sums = {pairs(pixels.red), pairs(pixels.green), pairs(pixels.blue)};
-        vst1_u8(cb + x / 2, chroma<1>(weights::kCb, sums));
-        vst1_u8(cr + x / 2, chroma<1>(weights::kCr, sums));
-    }
-};
-
-struct Halved420 : ChunkKernel {
-    uint8_t* y[2];
-    uint8_t *cb, *cr;
-
-    template <class Order>
-    VELA_INLINE void take(const uint8_t* const (&row)[2], int32_t x) const {
-        const Pixels top = loadPixels<Order>(row[0]);
-        storeLuma(top, y[0] + x);
-        const Pixels bottom = loadPixels<Order>(row[1]);
-        storeLuma(bottom, y[1] + x);
-        const Sums sums = {pairs(top.red, bottom.red), pairs(top.green, bottom.green),
-                           pairs(top.blue, bottom.blue)};
-        vst1_u8(cb + x / 2, chroma<2>(weights::kCb, sums));
-        vst1_u8(cr + x / 2, chroma<2>(weights::kCr, sums));
-    }
-};
+inline constexpr int32_t kChunkPixels = 16;
+inline constexpr int32_t kChunkReadBytes = 64;
 
 } // namespace
 } // namespace vela::VELA_ISA

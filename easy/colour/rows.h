@@ -34,14 +34,17 @@ VELA_INLINE void widen555(const uint8_t* words, int32_t count, uint8_t* out) {
     }
 }
 
-/// Runs a kernel over rows rows of pixels: Kernel::take<Order>(pixels, x) for kernel.kPixels pixels from
-/// column x on. It may read Kernel::kReadBytes from pixels[0..rows - 1]; where the row has fewer, and for
-/// 16-bit words, they come from a buffer, in which a last pixel at an even column stands twice.
-template <class Kernel, int32_t rows>
+/// Runs a kernel over rows of pixels, chunk by chunk: take<Order>(pixels, x) for kPixels pixels of each row from
+/// column x on. It may read kReadBytes from pixels[0..rows - 1]; where a row has fewer, and for 16-bit words,
+/// they come from a buffer, in which a last pixel at an even column stands twice.
+template <class Kernel, int32_t rows, int32_t kPixels, int32_t kReadBytes>
 class Chunks {
 public:
     Chunks(const uint8_t* const (&pixels)[rows], int32_t width, const Kernel& kernel)
-        : pixels_(pixels), width_(width), kernel_(kernel) {}
+        : width_(width), kernel_(kernel) {
+        for (int32_t r = 0; r < rows; r++)
+            pixels_[r] = pixels[r];
+    }
 
     VELA_INLINE void run(PixelOrder order) const {
         switch (order) {
@@ -65,10 +68,8 @@ public:
     }
 
 private:
-    static constexpr int32_t kPixels = Kernel::kPixels;
-
     struct Buffer {
-        alignas(64) uint8_t bytes[rows][Kernel::kReadBytes + 64];
+        alignas(64) uint8_t bytes[rows][kReadBytes + 64];
     };
 
     template <class Order>
@@ -86,7 +87,7 @@ private:
     void runBytes() const {
         int32_t x = 0;
         const int64_t rowBytes = int64_t{width_} * Order::kSize;
-        for (; int64_t{x} * Order::kSize + Kernel::kReadBytes <= rowBytes; x += kPixels) {
+        for (; int64_t{x} * Order::kSize + kReadBytes <= rowBytes; x += kPixels) {
             const uint8_t* from[rows];
             for (int32_t r = 0; r < rows; r++)
                 from[r] = pixels_[r] + ptrdiff_t{x} * Order::kSize;
@@ -113,7 +114,7 @@ private:
         }
     }
 
-    const uint8_t* const (&pixels_)[rows];
+    const uint8_t* pixels_[rows];
     int32_t width_;
     Kernel kernel_;
 };

@@ -181,9 +181,9 @@ VELA_INLINE void storeLanes(V512 lanes, uint8_t* cb, uint8_t* cr) {
 }
 #endif
 
-/// Chroma of neighbouring pixels together; of sums of 2^(shift - 1) rows.
+/// Chroma of neighbouring pixels together, of sums of 2^(shift - 1) rows.
 template <int shift>
-VELA_INLINE void storeHalvedChroma(const Pixels& sums, uint8_t* cb, uint8_t* cr) {
+VELA_INLINE void storeHalvedChromaOf(const Pixels& sums, uint8_t* cb, uint8_t* cr) {
     const VectorWeights wCb(weights::kCb), wCr(weights::kCr);
     const V rounding = V::set32(weights::kChromaRounding<shift>);
     V samples[4];
@@ -198,47 +198,17 @@ VELA_INLINE void storeHalvedChroma(const Pixels& sums, uint8_t* cb, uint8_t* cr)
                cb, cr);
 }
 
-struct ChunkKernel {
-    static constexpr int32_t kPixels = 16 * kLanes;
-    static constexpr int32_t kReadBytes = 4 * sizeof(V);
-};
+VELA_INLINE void storeHalvedChroma(const Pixels& row, uint8_t* cb, uint8_t* cr) {
+    storeHalvedChromaOf<1>(row, cb, cr);
+}
 
-struct Full444 : ChunkKernel {
-    uint8_t *y, *cb, *cr;
+VELA_INLINE void storeHalvedChroma(const Pixels& top, const Pixels& bottom, uint8_t* cb,
+                                   uint8_t* cr) {
+    storeHalvedChromaOf<2>(top + bottom, cb, cr);
+}
 
-    template <class Order>
-    VELA_INLINE void take(const uint8_t* const (&row)[1], int32_t x) const {
-        const Pixels pixels = loadPixels<Order>(row[0]);
-        storeLuma(pixels, y + x);
-        storeChroma(pixels, weights::kCb, cb + x);
-        storeChroma(pixels, weights::kCr, cr + x);
-    }
-};
-
-struct Halved422 : ChunkKernel {
-    uint8_t *y, *cb, *cr;
-
-    template <class Order>
-    VELA_INLINE void take(const uint8_t* const (&row)[1], int32_t x) const {
-        const Pixels pixels = loadPixels<Order>(row[0]);
-        storeLuma(pixels, y + x);
-        storeHalvedChroma<1>(pixels, cb + x / 2, cr + x / 2);
-    }
-};
-
-struct Halved420 : ChunkKernel {
-    uint8_t* y[2];
-    uint8_t *cb, *cr;
-
-    template <class Order>
-    VELA_INLINE void take(const uint8_t* const (&row)[2], int32_t x) const {
-        const Pixels top = loadPixels<Order>(row[0]);
-        storeLuma(top, y[0] + x);
-        const Pixels bottom = loadPixels<Order>(row[1]);
-        storeLuma(bottom, y[1] + x);
-        storeHalvedChroma<2>(top + bottom, cb + x / 2, cr + x / 2);
-    }
-};
+inline constexpr int32_t kChunkPixels = 16 * kLanes;
+inline constexpr int32_t kChunkReadBytes = 4 * sizeof(V);
 
 } // namespace
 } // namespace vela::VELA_ISA
