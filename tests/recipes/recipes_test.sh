@@ -30,7 +30,7 @@ cmake_minimum_required(VERSION 3.25)
 project(recipes LANGUAGES C CXX)
 add_subdirectory(tree)
 END
-cmake -S "$tmp" -B build -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_BUILD_TYPE=Debug \
+cmake -S "$tmp" -B build -G Ninja -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_BUILD_TYPE=Debug \
     -DBUILD_SHARED_LIBS=OFF -DVELA_BUILD_EASY=OFF >"$tmp/log"
 cmake --build build -j2 >"$tmp/log" || { cat "$tmp/log"; exit 1; }
 "$compiler" -std=c++20 -Iinclude "$recipes/encode_pairs.cpp" build/tree/libvelajpeg.a -o "$tmp/encode_pairs"
