@@ -10,6 +10,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <memory>
 
 #include "cli/failure.h"
@@ -26,12 +27,64 @@ struct TemporarySlot {
 TemporarySlot temporaries[512];
 static_assert(std::atomic<bool>::is_always_lock_free);
 
+// Between them no temporary file escapes a signal: the handler waits for the files that are being made, and
+// none is made after it has begun.
+std::atomic<int> filesBeingMade{0};
+std::atomic<bool> ending{false};
+static_assert(std::atomic<int>::is_always_lock_free);
+
+[[noreturn]] void waitForTheEnd() {
+    for (;;)
+        pause();
+}
+
+/// While it lives, this thread may make a temporary file. Signals are held back, because the handler would
+/// wait for the thread that it runs on.
+class MakingFile {
+public:
+    MakingFile() {
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_SETMASK, &all, &before_);
+        filesBeingMade++;
+        if (ending) {
+            leave();
+            waitForTheEnd();
+        }
+    }
+    ~MakingFile() { leave(); }
+    MakingFile(const MakingFile&) = delete;
+    MakingFile& operator=(const MakingFile&) = delete;
+
+private:
+    void leave() const {
+        filesBeingMade--;
+        pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+    }
+
+    sigset_t before_;
+};
+
 // SA_RESETHAND has restored the default action, which ends the process once the handler returns.
 void removeTemporariesAndDie(int signal) {
+    ending = true;
+    while (filesBeingMade > 0) {
+        const timespec moment{0, 100'000};
+        nanosleep(&moment, nullptr);
+    }
     for (TemporarySlot& slot : temporaries)
         if (slot.live)
             unlink(slot.path);
     raise(signal);
+}
+
+/// Whether a signal is without effect, stops the process for a while, or cannot be caught.
+bool leavesProcess(int signal) {
+    for (const int one : {SIGCHLD, SIGCONT, SIGURG, SIGWINCH, SIGTSTP, SIGTTIN, SIGTTOU, SIGSTOP,
+                          SIGKILL, SIGPIPE, SIGXFSZ})
+        if (signal == one)
+            return true;
+    return false;
 }
 
 int takeSlot(const std::string& path) {
@@ -72,10 +125,11 @@ void prepareForSignals() {
     struct sigaction action {};
     action.sa_handler = removeTemporariesAndDie;
     action.sa_flags = int(SA_RESETHAND);
-    for (const int signal :
-         {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU, SIGALRM, SIGUSR1, SIGUSR2}) {
+    sigfillset(&action.sa_mask);
+    for (int signal = 1; signal <= SIGRTMAX; signal++) {
         struct sigaction before {};
-        if (sigaction(signal, nullptr, &before) == 0 && before.sa_handler != SIG_IGN)
+        if (!leavesProcess(signal) && sigaction(signal, nullptr, &before) == 0 &&
+            before.sa_handler == SIG_DFL)
             sigaction(signal, &action, nullptr);
     }
 }
@@ -107,8 +161,11 @@ OutputFile::OutputFile(const std::string& target, const std::string* input)
             fail("write", errno);
         struct stat folder {};
         const std::string parent = folderOf(path);
-        if (!parent.empty() && stat(parent.c_str(), &folder) != 0 && errno == ENOENT)
+        const int error = parent.empty() || stat(parent.c_str(), &folder) == 0 ? 0 : errno;
+        if (error == ENOENT)
             throw Failure("cannot write " + name_ + ": the folder " + parent + " does not exist");
+        if (error == ENOTDIR)
+            throw Failure("cannot write " + name_ + ": " + parent + " is not a folder");
         openTemporary(path, exists, info.st_mode, info.st_uid, info.st_gid);
     }
     if (descriptor_ < 0)
@@ -140,6 +197,7 @@ void OutputFile::openTemporary(const std::string& target, bool replaces, mode_t 
                      std::to_string(counter++);
         if (temporary_.size() >= PATH_MAX)
             fail("write", ENAMETOOLONG);
+        const MakingFile making;
         slot_ = takeSlot(temporary_);
         descriptor_ = open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
         if (descriptor_ >= 0)
@@ -197,8 +255,11 @@ void OutputFile::commit(bool sync) {
         fail("write", errno);
     if (target_.empty())
         return;
-    if (std::rename(temporary_.c_str(), target_.c_str()) != 0)
+    if (std::rename(temporary_.c_str(), target_.c_str()) != 0) {
+        if (ending) // the signal handler has removed it
+            waitForTheEnd();
         fail("rename the temporary file to", errno);
+    }
     temporary_.clear();
     removeTemporary();
     if (sync) {

@@ -10,8 +10,8 @@
 
 namespace cli {
 
-/// Makes SIGINT, SIGTERM, SIGHUP, SIGQUIT and SIGXCPU remove temporary files before they end the process, and
-/// a closed pipe and a file that is too large failed writes like any other. Once, before the first file.
+/// Makes every signal that would end the process, and can be caught, remove the temporary files first, and a
+/// closed pipe and a file that is too large failed writes as any other. Once, before the first file.
 void prepareForSignals();
 
 /// A regular file is written beside its target and takes the target's name in commit, with the mode and the
