@@ -27,30 +27,48 @@ bool isPictureName(const fs::path& path, const Options& options) {
     return false;
 }
 
+/// Whether it is there and no file: a linked folder, a pipe, a device.
+bool isOther(fs::file_status status) {
+    return fs::exists(status) && !fs::is_regular_file(status);
+}
+
 /// An input, and the folder below the target that its name is kept in.
 struct Found {
     std::string input;
     fs::path below;
 };
 
+/// The pictures of a folder and of the folders in it, in the order of their names. What cannot be read is
+/// listed as well, so that it is reported in its turn and the others are done.
+void listFolder(const fs::path& folder, const fs::path& below, const Options& options,
+                std::vector<Found>& found) {
+    std::error_code error;
+    std::vector<fs::path> entries;
+    for (fs::directory_iterator at(folder, error), end; !error && at != end; at.increment(error))
+        entries.push_back(at->path());
+    if (error)
+        found.push_back({folder.string(), below});
+    std::sort(entries.begin(), entries.end());
+    for (const fs::path& entry : entries) {
+        std::error_code ignored;
+        if (fs::is_directory(fs::symlink_status(entry, ignored)))
+            listFolder(entry, below / entry.filename(), options, found);
+        else if (isPictureName(entry, options) && !isOther(fs::status(entry, ignored)))
+            found.push_back({entry.string(), below});
+    }
+}
+
 std::vector<Found> listInputs(const Options& options) {
     std::vector<Found> found;
     for (const std::string& input : options.inputs) {
         std::error_code error;
-        if (!options.recursive || !fs::is_directory(input, error)) {
+        const size_t before = found.size();
+        if (!options.recursive || !fs::is_directory(input, error))
             found.push_back({input, {}});
-            continue;
-        }
-        std::vector<fs::path> files;
-        for (fs::recursive_directory_iterator at(input, error), end; !error && at != end;
-             at.increment(error))
-            if (at->is_regular_file() && isPictureName(at->path(), options))
-                files.push_back(at->path());
-        if (error)
-            throw Failure("cannot read " + input + ": " + error.message());
-        std::sort(files.begin(), files.end());
-        for (const fs::path& file : files)
-            found.push_back({file.string(), file.lexically_relative(input).parent_path()});
+        else
+            listFolder(input, {}, options, found);
+        if (found.size() == before)
+            throw Failure("there are no pictures in " + input);
     }
     return found;
 }
@@ -58,6 +76,9 @@ std::vector<Found> listInputs(const Options& options) {
 } // namespace
 
 std::vector<Job> listJobs(const Options& options) {
+    if (options.demo)
+        return {{"", options.outDir.empty() ? options.output
+                                            : (fs::path(options.outDir) / "demo.jpg").string()}};
     std::vector<Job> jobs;
     std::map<std::string, std::string> owner; // of a target
     for (const Found& found : listInputs(options)) {
@@ -76,7 +97,9 @@ std::vector<Job> listJobs(const Options& options) {
     return jobs;
 }
 
-bool runJobs(const Options& options, const std::vector<Job>& jobs) {
+namespace {
+
+void createFolders(const std::vector<Job>& jobs) {
     for (const Job& job : jobs) {
         std::error_code error;
         const fs::path parent = fs::path(job.target).parent_path();
@@ -87,6 +110,13 @@ bool runJobs(const Options& options, const std::vector<Job>& jobs) {
                               error.message());
         }
     }
+}
+
+} // namespace
+
+bool runJobs(const Options& options, const std::vector<Job>& jobs) {
+    if (!options.outDir.empty())
+        createFolders(jobs);
     Report report(options, jobs.size());
     std::atomic<size_t> next{0};
     const auto work = [&] {

@@ -1,4 +1,4 @@
-// Many inputs into a folder, several at a time.
+// Many inputs into a folder, several at a time, or into the files of one counter.
 #ifndef VELA_CLI_BATCH_H
 #define VELA_CLI_BATCH_H
 
@@ -14,7 +14,7 @@ struct Job {
 };
 
 /// The inputs with folders replaced by the pictures in them (only with options.recursive), in the order of
-/// their names, and where each one goes. Throws Failure.
+/// their names, and where each one goes; of the demo picture the input is "". Throws Failure.
 std::vector<Job> listJobs(const Options& options);
 
 /// Encodes all; whether every one was done.

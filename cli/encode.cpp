@@ -21,7 +21,7 @@ std::unique_ptr<PictureSource> InputEncoder::open(const std::string& input) cons
 
 void InputEncoder::encode(const std::string& input, const std::string& target) {
     const std::string* const file = input.empty() ? nullptr : &input;
-    const bool counts = !countedName(target, 1).empty();
+    const bool counts = options_.outDir.empty() && !countedName(target, 1).empty();
     const auto nextTarget = [&] { return counts ? countedName(target, counted_ + 1) : target; };
     const auto exists = [&](const std::string& path) {
         return options_.noClobber && path != "-" && access(path.c_str(), F_OK) == 0;
@@ -33,8 +33,8 @@ void InputEncoder::encode(const std::string& input, const std::string& target) {
     const std::unique_ptr<PictureSource> source = open(input);
     while (source->next()) {
         const std::string path = nextTarget();
-        counted_++;
         if (exists(path)) {
+            counted_++;
             report_.skipped(path);
             source->load(); // its rows are passed over
             continue;
@@ -46,6 +46,7 @@ void InputEncoder::encode(const std::string& input, const std::string& target) {
                           " holds more than one picture; name a file for each, such as f%03d.jpg, "
                           "or give --mjpeg");
         output.commit(options_.sync);
+        counted_++;
         report_.encoded(facts);
         if (!counts)
             return;

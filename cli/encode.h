@@ -35,7 +35,7 @@ private:
     const Options& options_;
     Report& report_;
     std::unique_ptr<VelaEncoder, Delete> encoder_;
-    int64_t counted_ = 0; // files with a counter that were written
+    int64_t counted_ = 0; // files with a counter that are there
 };
 
 } // namespace cli

@@ -1,4 +1,6 @@
 // velajpeg: encodes pictures as JPEG files.
+#include <unistd.h>
+
 #include <exception>
 #include <new>
 #include <string>
@@ -14,47 +16,46 @@ namespace {
 
 enum ExitCode { kDone = 0, kFailed = 1, kWrongUsage = 2 };
 
-/// One input, or several into the files of one counter.
-void encodeInto(const Options& options, const std::vector<Job>& jobs) {
+/// One input; whether it was done.
+bool encodeOne(const Options& options, const Job& job) {
     Report report(options, 1);
-    InputEncoder encoder(options, report);
-    if (options.demo)
-        encoder.encode("", options.output);
-    for (const Job& job : jobs)
-        encoder.encode(job.input, job.target);
-    report.finish();
+    try {
+        InputEncoder(options, report).encode(job.input, job.target);
+    } catch (const Failure& failure) {
+        report.failed(job.input, failure.what());
+    }
+    return !report.finish();
 }
 
-/// All pictures of all inputs.
+/// All pictures of all inputs, which one that fails ends: half a picture in the stream would spoil the rest.
 void encodeStream(const Options& options, const std::vector<Job>& jobs) {
     Report report(options, 1);
+    if (options.noClobber && options.output != "-" && access(options.output.c_str(), F_OK) == 0) {
+        report.skipped(options.output);
+        return;
+    }
     InputEncoder encoder(options, report);
-    const std::string* const input = jobs.size() == 1 ? &jobs[0].input : nullptr;
+    const std::string* const input = jobs.size() == 1 && !options.demo ? &jobs[0].input : nullptr;
     OutputFile stream(options.output, input);
-    if (options.demo)
-        encoder.encode("", stream);
     for (const Job& job : jobs)
         encoder.encode(job.input, stream);
     stream.commit(options.sync);
     report.finish();
 }
 
-bool encode(Options& options) {
-    std::vector<Job> jobs = listJobs(options);
-    if (!options.outDir.empty() && options.demo)
-        jobs.push_back({"", options.outDir + "/demo.jpg"});
-    if (!options.outDir.empty())
-        return runJobs(options, jobs);
-    if (options.mjpeg)
+bool encode(const Options& options) {
+    const std::vector<Job> jobs = listJobs(options);
+    if (options.mjpeg) {
         encodeStream(options, jobs);
-    else
-        encodeInto(options, jobs);
-    return true;
+        return true;
+    }
+    return options.outDir.empty() && jobs.size() == 1 ? encodeOne(options, jobs[0])
+                                                      : runJobs(options, jobs);
 }
 
 int run(int argc, char** argv) {
     try {
-        auto options = parseOptions(argc, argv);
+        const auto options = parseOptions(argc, argv);
         if (!options)
             return kDone;
         prepareForSignals();

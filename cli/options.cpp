@@ -36,29 +36,97 @@ size_t distance(const std::string& a, const std::string& b) {
     return row[b.size()];
 }
 
-/// Names the option that was meant: one that begins so, or is few letters away.
-UsageError unknownOption(const std::string& given) {
-    const std::string name = given.substr(0, given.find('='));
-    std::string nearest;
-    size_t least = name.size() / 3 + 1; // further away is another word
+/// The option that was probably meant; null where none is near.
+const Option* nearestOption(const std::string& name) {
+    const Option* nearest = nullptr;
+    size_t least = std::max(size_t{1}, name.size() / 3) + 1; // further away is another word
     for (const Option& option : optionTable()) {
-        const std::string one = std::string("--") + option.name;
-        const size_t d = name.size() > 3 && one.starts_with(name) ? 0 : distance(name, one);
+        const bool isBeginning = name.size() > 1 && std::string(option.name).starts_with(name);
+        const size_t d = isBeginning ? 0 : distance(name, option.name);
         if (!option.hidden && d < least) {
             least = d;
-            nearest = one;
+            nearest = &option;
         }
     }
-    return UsageError("there is no option " + name +
-                      (nearest.empty() ? "" : "; did you mean " + nearest + "?"));
+    return nearest;
+}
+
+[[noreturn]] void throwUnknown(const std::string& given, const Option* meant) {
+    throw UsageError(
+        "there is no option " + given +
+        (meant != nullptr ? std::string("; did you mean --") + meant->name + "?" : ""));
+}
+
+const Option* findOption(const std::string& name) {
+    for (const Option& option : optionTable())
+        if (name == option.name)
+            return &option;
+    return nullptr;
+}
+
+const Option* findLetter(char letter) {
+    for (const Option& option : optionTable())
+        if (option.letter == letter)
+            return &option;
+    return nullptr;
+}
+
+/// Throws for the first option that is unknown, which says more than whatever else is wrong. Whether word is
+/// an option whose argument is the next word.
+bool checkKnown(const std::string& word) {
+    const size_t equals = word.find('=');
+    if (word.starts_with("--")) {
+        const std::string name = word.substr(2, equals == word.npos ? equals : equals - 2);
+        const Option* const option = findOption(name);
+        if (option == nullptr)
+            throwUnknown("--" + name, nearestOption(name));
+        if (option->argument == nullptr && equals != word.npos)
+            throw UsageError("--" + name + " takes no value");
+        return option->argument != nullptr && equals == word.npos;
+    }
+    // Long names after one dash would be read as letters.
+    if (const Option* const meant =
+            word.size() > 2 ? findOption(word.substr(1, equals - 1)) : nullptr)
+        throwUnknown(word.substr(0, equals), meant);
+    for (size_t i = 1; i < word.size(); i++) {
+        const Option* const option = findLetter(word[i]);
+        if (option == nullptr)
+            throwUnknown(std::string("-") + word[i], nullptr);
+        if (option->argument != nullptr)
+            return i + 1 == word.size();
+    }
+    return false;
+}
+
+void checkKnown(int argc, char** argv) {
+    bool isArgument = false;
+    for (int i = 1; i < argc; i++) {
+        const std::string word = argv[i];
+        if (isArgument)
+            isArgument = false;
+        else if (word == "--")
+            break;
+        else if (word.size() > 1 && word[0] == '-')
+            isArgument = checkKnown(word);
+    }
+}
+
+/// The parser's complaint in this command's words: an option that stands last without its argument.
+UsageError parseFailure(const CLI::ParseError& error) {
+    const std::string text = error.what();
+    for (const Option& option : optionTable())
+        if (option.argument != nullptr && text.starts_with(std::string("--") + option.name + ":"))
+            return UsageError(std::string("--") + option.name + ": " + option.argument +
+                              " is missing");
+    return UsageError(text);
 }
 
 Given parse(int argc, char** argv, std::vector<std::string>& inputs) {
+    checkKnown(argc, argv);
     Given given;
     CLI::App app;
     app.set_help_flag();
     app.allow_extras();
-    app.add_option("INPUT", inputs);
     for (const Option& option : optionTable()) {
         const std::string name = option.name;
         const std::string flags =
@@ -73,24 +141,11 @@ Given parse(int argc, char** argv, std::vector<std::string>& inputs) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        for (int i = 1; i < argc;
-             i++) { // an option that is unknown says more than what else is wrong
-            const std::string word = std::string(argv[i]).substr(0, std::string(argv[i]).find('='));
-            if (word == "--")
-                break;
-            if (word.starts_with("--") && app.get_option_no_throw(word) == nullptr)
-                throw unknownOption(word);
-        }
-        throw UsageError(error.what());
+        throw parseFailure(error);
     }
-    bool filesAlone = false; // after --
-    for (const std::string& extra : app.remaining()) {
-        if (!filesAlone && extra.starts_with("-") && extra != "-" && extra != "--")
-            throw unknownOption(extra);
-        if (filesAlone || extra != "--")
-            inputs.push_back(extra);
-        filesAlone = filesAlone || extra == "--";
-    }
+    inputs = app.remaining();
+    if (const auto mark = std::find(inputs.begin(), inputs.end(), "--"); mark != inputs.end())
+        inputs.erase(mark);
     return given;
 }
 
@@ -282,6 +337,8 @@ void setOutput(const Given& given, Options& options) {
 void requireSense(const Given& given, const Options& options) {
     require(options.demo || !options.inputs.empty(), "INPUT or --demo is required");
     require(!options.demo || options.inputs.empty(), "--demo takes no INPUT");
+    for (const std::string& input : options.inputs)
+        require(!input.empty(), "INPUT: the name is empty");
     require(!options.output.empty() || !options.outDir.empty(),
             "--output or --out-dir is required");
     require(!options.demo || !options.reading.raw, "--demo excludes --raw");

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <nlohmann/json.hpp>
@@ -56,16 +57,17 @@ void Report::encoded(const Facts& facts) {
     pixels_ += uint64_t(facts.width) * uint64_t(facts.height);
     bytes_ += facts.bytes;
     if (options_.json) {
-        const nlohmann::json object = {{"input", facts.input},
-                                       {"output", facts.output},
-                                       {"format", facts.format},
-                                       {"width", facts.width},
-                                       {"height", facts.height},
-                                       {"mode", facts.progressive ? "progressive" : "baseline"},
-                                       {"subsampling", chromaName(facts)},
-                                       {"quality", facts.quality},
-                                       {"bytes", facts.bytes},
-                                       {"milliseconds", 1000 * seconds(facts.time)}};
+        const nlohmann::json object = {
+            {"input", facts.input},
+            {"output", facts.output},
+            {"format", facts.format},
+            {"width", facts.width},
+            {"height", facts.height},
+            {"mode", facts.progressive ? "progressive" : "baseline"},
+            {"subsampling", chromaName(facts)},
+            {"quality", facts.quality},
+            {"bytes", facts.bytes},
+            {"milliseconds", std::round(1e6 * seconds(facts.time)) / 1000}};
         std::FILE* const to = options_.output == "-" ? stderr : stdout;
         eraseBar();
         const std::string line =
@@ -140,10 +142,11 @@ bool Report::finish() {
     eraseBar();
     if (many_ > 1 && !options_.quiet && !options_.json) {
         const double time = seconds(Clock::now() - start_);
-        printLine(std::to_string(pictures_) + " pictures encoded, " + std::to_string(failures_) +
-                  " failed, " + std::to_string(skipped_) +
-                  " skipped: " + number("%.1f", double(pixels_) / 1e6) + " megapixels, " +
-                  number("%.1f MB", double(bytes_) / 1e6) + " in " + number("%.2f s", time));
+        printLine(std::to_string(pictures_) + (pictures_ == 1 ? " picture" : " pictures") +
+                  " encoded, " + std::to_string(failures_) + " failed, " +
+                  std::to_string(skipped_) + " skipped: " + number("%.1f", double(pixels_) / 1e6) +
+                  " megapixels, " + number("%.1f MB", double(bytes_) / 1e6) + " in " +
+                  number("%.2f s", time));
     }
     return failures_ > 0;
 }

@@ -245,6 +245,28 @@ check cmp out/b.jpg part2.jpg
 check grep -q '"bytes":[0-9]*,.*"width":41' <("$tool" part1.ppm --json -o out/j.jpg)
 check test "$(encode part1.ppm part2.ppm --json --out-dir out | wc -l)" = 2
 rm -r out/*
+got=0
+"$tool" part1.ppm many/broken.ppm nowhere.ppm part2.ppm -o 'out/f%02d.jpg' 2>err || got=$?
+check test "$got $(wc -l <err) $(ls out | tr '\n' ' ')" = "1 3 f01.jpg f02.jpg "
+check cmp out/f02.jpg part2.jpg
+rm out/*
+cp part1.ppm ./-p && cp part1.ppm 'many/%d.ppm' && echo mine >out/all.mjpeg
+check encode -o out/dash.jpg -- -p
+check cmp out/dash.jpg part1.jpg
+check encode part1.ppm --mjpeg --no-clobber -o out/all.mjpeg
+check test "$(<out/all.mjpeg)" = mine
+check encode 'many/%d.ppm' --out-dir 'out/%d' # no counter there
+check cmp out/%d/%d.jpg part1.jpg
+check grep -q '^{"error":"cannot read many/broken.ppm: .*","input":"many/broken.ppm"}$' \
+    <("$tool" many/broken.ppm --json -o out/x.jpg 2>err)
+for words in "" NO_COLOR=1; do # a progress bar on a terminal, and only there
+    env $words script -qec "'$tool' part1.ppm part2.ppm part3.ppm --out-dir out" bar >log </dev/null
+    check grep -qaE '#+\.*\].* [123]/3, [0-9.]+ MB/s, [0-9]+ s left' bar
+    check test "$(grep -cF $'\033[32m' bar)" = $((${#words} == 0))
+done
+check grep -qE '^3 pictures encoded, 0 failed' <("$tool" part1.ppm part2.ppm part3.ppm --out-dir out 2>&1 >log)
+check test "$("$tool" part1.ppm part2.ppm part3.ppm --out-dir out 2>&1 | wc -l)" = 1
+rm -r out/*
 
 # ---- metadata, read by others
 # Fault: a segment in the wrong place, a profile cut, an option that does not reach the file.
@@ -371,7 +393,19 @@ done <<'END'
 2|--recursive requires --out-dir|small.ppm --recursive
 2|--jobs requires --out-dir|small.ppm -j 2
 2|--quiet and --verbose exclude each other|small.ppm --quiet -v
-2|--output: 1 required|small.ppm -o
+2|--output: FILE is missing|small.ppm -o
+2|--size: WxH is missing|-o x.jpg --raw gray raw --size
+2|there is no option --frobnicate|small.ppm --frobnicate -o
+2|there is no option -Z|-Z small.ppm -o
+2|there is no option --qual; did you mean --quality?|small.ppm --qual 5
+2|there is no option -progressive; did you mean --progressive?|small.ppm -progressive
+2|there is no option -output; did you mean --output?|small.ppm -output x.jpg
+2|--progressive takes no value|small.ppm --progressive=no
+2|INPUT: the name is empty|''
+2|several inputs require|-o x.jpg -- small.ppm -p
+1|cannot open -9: No such file|-o out/x.jpg -- -9
+1|small.ppm/ is not a folder|small.ppm -o small.ppm/x.jpg
+1|there are no pictures in folder|folder --recursive --out-dir out
 END
 cp small.ppm ./-q.ppm
 check encode -o dash.jpg -- -q.ppm
@@ -398,7 +432,7 @@ check test "$(stat -c %a out/mode.jpg)" = 604
 check test -L out/link.jpg
 mkfifo fifo
 exec 9<>fifo
-for signal in INT TERM HUP QUIT USR1; do
+for signal in INT TERM HUP QUIT USR1 VTALRM PROF IO PWR RTMIN RTMAX; do
     rm -f out/*
     printf 'P5 9 9 255\nabc' >&9
     # Through perl, because the shell has background commands ignore SIGINT.
@@ -413,6 +447,19 @@ for signal in INT TERM HUP QUIT USR1; do
     check test -z "$(ls -A out)"
 done
 exec 9>&-
+mkdir crowd # small pictures, so that files are made and renamed all the time
+encode --demo --size 64x48 -o - | decode >crowd/1.ppm
+perl -e 'link "crowd/1.ppm", "crowd/$_.ppm" for 2..4000'
+encode crowd/1.ppm -o reference.jpg
+for pause in 0{0..9}{2,7}; do
+    rm -rf whole
+    "$tool" crowd --recursive --out-dir whole -j 8 2>log &
+    sleep "0.$pause"
+    kill -TERM $!
+    wait $! 2>log
+    check test -z "$(find whole -name '.*' 2>log)"
+    check test "$(cat reference.jpg whole/*.jpg 2>log | wc -c)" = $(($(find whole -name '*.jpg' 2>log | wc -l) * $(wc -c <reference.jpg) + $(wc -c <reference.jpg)))
+done
 "$tool" --demo -o out/x.jpg 2>err
 check grep -qE "^out/x\.jpg: 640x480, .*baseline 4:2:0, $(stat -c %s out/x.jpg) bytes, [0-9.]+ bits per pixel, [0-9.]+ ms$" err
 check test "$(wc -l <err) $(encode --demo -o out/x.jpg 2>&1)" = "1 "
