@@ -145,19 +145,21 @@ void Metadata::addOrientation(int32_t orientation, bool srgb, int32_t width, int
     constexpr uint32_t kEntries = 6, kExifEntries = 6;
     constexpr uint32_t kRationals = kHeader + kDirectory + kEntries * kEntry;
     constexpr uint32_t kExif = kRationals + 2 * 8;
+    // The density that JFIF gives, where it is one: readers prefer this one. 72 / 1 stands for unknown.
+    const bool known = density_[0] != 0;
     TiffWriter tiff;
     tiff.longWord(fourBytes("II*\0"));
     tiff.longWord(kHeader);
     tiff.word(kEntries);
     tiff.entry(0x0112, kShort, 1, static_cast<uint32_t>(orientation));
-    tiff.entry(0x011A, kRational, 1, kRationals);     // x resolution
-    tiff.entry(0x011B, kRational, 1, kRationals + 8); // y resolution
-    tiff.entry(0x0128, kShort, 1, 2);                 // of an inch
-    tiff.entry(0x0213, kShort, 1, 1);                 // chroma lies amidst its pixels
+    tiff.entry(0x011A, kRational, 1, kRationals);            // x resolution
+    tiff.entry(0x011B, kRational, 1, kRationals + 8);        // y resolution
+    tiff.entry(0x0128, kShort, 1, density_[0] == 2 ? 3 : 2); // of a centimetre or an inch
+    tiff.entry(0x0213, kShort, 1, 1);                        // chroma lies amidst its pixels
     tiff.entry(0x8769, kLong, 1, kExif);
     tiff.longWord(0);
-    for (int i = 0; i < 2; i++) { // 72 / 1, which stands for unknown
-        tiff.longWord(72);
+    for (int i = 1; i <= 2; i++) {
+        tiff.longWord(known ? density_[i] : 72);
         tiff.longWord(1);
     }
     tiff.word(kExifEntries);
