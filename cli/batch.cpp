@@ -47,7 +47,7 @@ void listFolder(const fs::path& folder, const fs::path& below, const Options& op
     for (fs::directory_iterator at(folder, error), end; !error && at != end; at.increment(error))
         entries.push_back(at->path());
     if (error)
-        found.push_back({folder.string(), below});
+        found.push_back({folder.string(), below.parent_path()});
     std::sort(entries.begin(), entries.end());
     for (const fs::path& entry : entries) {
         std::error_code ignored;

@@ -57,8 +57,10 @@ constexpr Option kOptions[] = {
     {"max-pixels", '\0', "N", kInput, "Refuse pictures of more pixels [268435456]"},
     {"demo", '\0', nullptr, kInput, "Encode a generated test picture instead of INPUT"},
 
-    {"recursive", '\0', nullptr, kMany, "Take the pictures of folders, and of the folders in them"},
-    {"jobs", 'j', "N", kMany, "Files at a time; 0 for as many as there are cores [1]"},
+    {"recursive", '\0', nullptr, kMany,
+     "Take the pictures of folders, and of the folders in them, by the names of their files"},
+    {"jobs", 'j', "N", kMany,
+     "Files at a time, with --out-dir; 0 for as many as there are cores [1]"},
 
     {"strip", '\0', nullptr, kMetadata,
      "Leave out what a PNG brings: colour profile, Exif, density"},
@@ -68,7 +70,8 @@ constexpr Option kOptions[] = {
     {"comment", '\0', "TEXT", kMetadata, "Comment, in UTF-8"},
     {"density", '\0', "N[xM]", kMetadata, "Pixels per inch"},
     {"orientation", '\0', "1..8", kMetadata,
-     "How to turn the picture for showing it, as Exif counts"},
+     "How to turn the picture for showing it, as Exif counts; in place of the Exif block that a "
+     "PNG brings"},
 
     {"json", '\0', nullptr, kOther,
      "One object of facts per picture, on standard output, or on standard error where the JPEG "
@@ -113,7 +116,8 @@ constexpr const char* kFrames =
     "across or down has "
     "(size + 1) / 2 columns or rows. --step includes padding, also of the last row; steps left out "
     "follow from the "
-    "first, and rows without --step are tight. Names of ffmpeg and V4L2 are known as well:";
+    "first, and rows without --step are tight. Names of ffmpeg and V4L2 are known as well, in "
+    "capital letters or small ones:";
 
 constexpr const char* kExit = "Exit codes: 0 done, 1 something failed (of many files, the others "
                               "are done), 2 wrong usage. A target appears when "

@@ -1,7 +1,7 @@
 #!/bin/bash
 # Usage: scripts/encode.sh [INPUT [OUTPUT]]
 # Builds the library and the velajpeg command, installing first what that needs and this machine
-# lacks, and encodes INPUT (PNG, PPM or PGM), or a demo picture where there is none.
+# lacks, and encodes INPUT (PNG, PNM, PAM or Y4M of one picture), or a demo picture where there is none.
 set -euo pipefail
 source "$(dirname "$0")/common.sh"
 

@@ -26,15 +26,15 @@ _arguments -s \
     '--background[Behind transparent pixels\: #rrggbb, white, black or gray \[white\]]:COLOUR:' \
     '--max-pixels[Refuse pictures of more pixels \[268435456\]]:N:' \
     '--demo[Encode a generated test picture instead of INPUT]' \
-    '--recursive[Take the pictures of folders, and of the folders in them]' \
-    '-j[Files at a time; 0 for as many as there are cores \[1\]]:N:' \
-    '--jobs[Files at a time; 0 for as many as there are cores \[1\]]:N:' \
+    '--recursive[Take the pictures of folders, and of the folders in them, by the names of their files]' \
+    '-j[Files at a time, with --out-dir; 0 for as many as there are cores \[1\]]:N:' \
+    '--jobs[Files at a time, with --out-dir; 0 for as many as there are cores \[1\]]:N:' \
     '--strip[Leave out what a PNG brings\: colour profile, Exif, density]' \
     '--exif[Exif block\: a TIFF structure, with or without "Exif" before it]:FILE:_files' \
     '--icc[ICC colour profile]:FILE:_files' \
     '--comment[Comment, in UTF-8]:TEXT:' \
     '--density[Pixels per inch]:N\[xM\]:' \
-    '--orientation[How to turn the picture for showing it, as Exif counts]:1..8:' \
+    '--orientation[How to turn the picture for showing it, as Exif counts; in place of the Exif block that a PNG brings]:1..8:' \
     '--json[One object of facts per picture, on standard output, or on standard error where the JPEG goes there]' \
     '-v[A line for each picture, of many as well]' \
     '--verbose[A line for each picture, of many as well]' \

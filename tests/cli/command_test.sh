@@ -119,7 +119,7 @@ for size in 37x29 32x16 1x17; do
     encode --demo --size $size -q 90 -o seed.jpg
     decode seed.jpg >true.ppm
     for how in "-s 444" "-s 422 -r 2" "-p" "-q 97"; do
-        for format in rgb24:RGB3:3 bgr24:bgr888:3 rgb0:rgba:4 bgr0:BGRX:4 0rgb:argb:4 0bgr:abgr:4 rgb565le:RGBP:2 rgb555le:rgb555:2 gray:GREY:1; do
+        for format in rgb24:RGB24:3 bgr24:bgr888:3 rgb0:RGBx32:4 bgr0:BGRX:4 0rgb:argb:4 0bgr:abgr:4 rgb565le:RGBP:2 rgb555le:rgb555:2 gray:GREY:1; do
             IFS=: read -r format alias bytes <<<"$format"
             [[ $alias != BGRX ]] || alias=XR24
             case $format in
@@ -273,9 +273,11 @@ rm -r out/*
 
 pnmtopng -force -size "11811 11811 1" part1.ppm >dense.png
 check test "$(encode dense.png -o - | exiftool -s3 -XResolution -ResolutionUnit - | tr '\n' ' ')" = "300 inches "
+check test "$(encode dense.png --orientation 3 -o - | exiftool -s3 -n -IFD0:XResolution -Orientation - | tr '\n' ' ')" = "300 3 "
 check test "$(encode dense.png --strip -o - | exiftool -s3 -ResolutionUnit -)" = None
 encode part1.ppm --orientation 6 --comment "ein grünes Blatt" --density 72x144 -o meta.jpg
 check test "$(exiftool -s3 -n -Orientation -Comment -JFIF:YResolution meta.jpg | tr '\n' ' ')" = "6 ein grünes Blatt 144 "
+check test "$(exiftool -s3 -n -IFD0:XResolution -IFD0:YResolution -IFD0:ResolutionUnit meta.jpg | tr '\n' ' ')" = "72 144 2 "
 check test -z "$(exiftool -validate -warning -a -s3 meta.jpg | grep -v '^0 0 0$\|^OK$')"
 check test "$(identify -format '%[EXIF:Orientation] %c' meta.jpg)" = "6 ein grünes Blatt"
 perl -e 'my $n = 150000; print pack("N", $n), "lcms", pack("N", 0x02100000), "mntrRGB XYZ ", "\0" x 12, "acsp", "\0" x 40 , "\0" x ($n - 80)' >profile.icc
@@ -369,6 +371,7 @@ done <<'END'
 2|--restart: 'x'|small.ppm -r xB
 2|--raw: 'rgb' is not one of gray, rgb24|raw --raw rgb --size 8x8
 2|rgb565le: give that name|raw --raw bgr565 --size 8x8
+2|rgb555le: give that name|raw --raw BGR555 --size 8x8
 2|--raw requires --size|--raw gray raw
 2|--size: '5x5x5' is not WIDTHxHEIGHT|raw --raw gray --size 5x5x5
 2|--size: '65536' is not a number|raw --raw gray --size 5x65536
