@@ -53,6 +53,27 @@ constexpr YcbcrAdjustment adjustmentOf(bool limited, bool bt709) {
             fixed(c.cbCb),    fixed(c.cbCr), fixed(c.crCb),   fixed(c.crCr)};
 }
 
+namespace adjustment {
+
+/// The most that a result can be off besides its rounding: each coefficient's error at its largest factor.
+constexpr double mostError(bool limited, bool bt709) {
+    const Coefficients c = coefficients(limited, bt709);
+    const auto error = [](double coefficient, int32_t factor) {
+        const double e =
+            coefficient - static_cast<double>(fixed(coefficient)) / (1 << kAdjustmentBits);
+        return (e < 0 ? -e : e) * factor;
+    };
+    const double luma =
+        error(c.luma, limited ? 239 : 255) + error(c.lumaCb, 128) + error(c.lumaCr, 128);
+    const double cb = error(c.cbCb, 128) + error(c.cbCr, 128);
+    const double cr = error(c.crCb, 128) + error(c.crCr, 128);
+    return luma > cb && luma > cr ? luma : cb > cr ? cb : cr;
+}
+static_assert(mostError(true, false) < 0.01 && mostError(false, true) < 0.01 &&
+              mostError(true, true) < 0.01);
+
+} // namespace adjustment
+
 static_assert(adjustmentOf(false, false).luma == 1 << kAdjustmentBits &&
               adjustmentOf(false, false).lumaCr == 0 && adjustmentOf(false, false).crCb == 0 &&
               adjustmentOf(false, false).cbCb == 1 << kAdjustmentBits);

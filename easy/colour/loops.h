@@ -48,7 +48,7 @@ VELA_INLINE uint8_t sample(int32_t value) {
     return static_cast<uint8_t>(rounded < 0 ? 0 : rounded > 255 ? 255 : rounded);
 }
 
-// In place is safe as well: a sample depends on what stands where it is written, and on other planes.
+// Adjusting in place is safe as well: a sample depends on what stands where it is written, and on other planes.
 
 inline void adjustLuma(const uint8_t* y, const uint8_t* cb, const uint8_t* cr, bool halved,
                        int32_t width, const YcbcrAdjustment& by, uint8_t* out) {

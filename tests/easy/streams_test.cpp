@@ -325,20 +325,29 @@ TEST_F(Easy, PicturesAboveAGigapixelGoInParts) {
 } // namespace
 
 // Counts what the library takes from the C++ run-time library, and lets it fail.
-static void* memoryOrThrow(size_t size, size_t alignment) {
+static void* memoryOrNull(size_t size, size_t alignment) {
     allocations++;
     if (failsFrom > 0 && --failsFrom == 0)
         failsFrom = -1;
     void* memory = nullptr;
-    if (failsFrom < 0 || posix_memalign(&memory, alignment, size) != 0)
-        throw std::bad_alloc();
-    return memory;
+    return failsFrom < 0 || posix_memalign(&memory, alignment, size) != 0 ? nullptr : memory;
+}
+static void* memoryOrThrow(size_t size, size_t alignment) {
+    if (void* const memory = memoryOrNull(size, alignment))
+        return memory;
+    throw std::bad_alloc();
 }
 void* operator new(size_t size) {
     return memoryOrThrow(size, alignof(std::max_align_t));
 }
 void* operator new(size_t size, std::align_val_t alignment) {
     return memoryOrThrow(size, size_t(alignment));
+}
+void* operator new(size_t size, const std::nothrow_t&) noexcept {
+    return memoryOrNull(size, alignof(std::max_align_t));
+}
+void* operator new(size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
+    return memoryOrNull(size, size_t(alignment));
 }
 void operator delete(void* memory) noexcept {
     std::free(memory);
