@@ -347,6 +347,8 @@ void requireSense(const Given& given, const Options& options) {
     require(options.reading.raw || options.demo || !given.contains("size"),
             "--size requires --raw or --demo");
     require(!options.mjpeg || !options.output.empty(), "--mjpeg requires --output FILE");
+    require(!options.mjpeg || countedName(options.output, 1).empty(),
+            "--mjpeg writes one file, but --output has a counter");
     require(options.inputs.size() < 2 || options.mjpeg || !options.outDir.empty() ||
                 !countedName(options.output, 1).empty(),
             "several inputs require --out-dir, --mjpeg or a counter such as %03d in --output");

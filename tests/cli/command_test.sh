@@ -255,6 +255,10 @@ check encode -o out/dash.jpg -- -p
 check cmp out/dash.jpg part1.jpg
 check encode part1.ppm --mjpeg --no-clobber -o out/all.mjpeg
 check test "$(<out/all.mjpeg)" = mine
+echo mine >out/n02.jpg
+check encode parts.ppm --no-clobber -o 'out/n%02d.jpg'
+check test "$(<out/n02.jpg)" = mine
+check cmp out/n03.jpg part3.jpg
 check encode 'many/%d.ppm' --out-dir 'out/%d' # no counter there
 check cmp out/%d/%d.jpg part1.jpg
 check grep -q '^{"error":"cannot read many/broken.ppm: .*","input":"many/broken.ppm"}$' \
@@ -393,6 +397,7 @@ done <<'END'
 2|x.png would be a JPEG under the name of another format|small.ppm -o x.png
 2|--output and --out-dir exclude each other|small.ppm -o x.jpg --out-dir out
 2|--mjpeg requires --output|small.ppm --mjpeg --out-dir out
+2|--mjpeg writes one file, but --output has a counter|small.ppm --mjpeg -o out/%d.jpg
 2|--recursive requires --out-dir|small.ppm --recursive
 2|--jobs requires --out-dir|small.ppm -j 2
 2|--quiet and --verbose exclude each other|small.ppm --quiet -v
@@ -433,6 +438,11 @@ check encode small.ppm --sync -o out/link.jpg
 check cmp out/mode.jpg <(encode small.ppm -o -)
 check test "$(stat -c %a out/mode.jpg)" = 604
 check test -L out/link.jpg
+if ((UID == 0)); then
+    chown 1234:4321 out/mode.jpg && chmod 4711 out/mode.jpg
+    check encode small.ppm -o out/mode.jpg
+    check test "$(stat -c '%u %g %a' out/mode.jpg)" = "1234 4321 4711"
+fi
 mkfifo fifo
 exec 9<>fifo
 for signal in INT TERM HUP QUIT USR1 VTALRM PROF IO PWR RTMIN RTMAX; do
