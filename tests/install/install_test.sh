@@ -36,7 +36,8 @@ ppmmake '#4080c0' 90 70 | pnmtopng >photo.png
 head -c $((640 * 480 * 3 / 2)) /dev/zero >frame.nv12
 bash -euxo pipefail commands
 export LD_LIBRARY_PATH
-./gradient && ./frame && ./request
+./gradient && ./frame && ./request && ./picture
+decoded picture.jpg 640 480
 decoded gradient.jpg 200 120
 decoded request.jpg 320 240
 decoded jpegs/photo.jpg 90 70
