@@ -162,9 +162,13 @@ int64_t number(const char* option, std::string_view text, int64_t min, int64_t m
 
 std::vector<int32_t> numbers(const char* option, std::string_view text, char separator, int32_t min,
                              int32_t max) {
+    const std::string whole(text);
     std::vector<int32_t> values;
     for (size_t end = 0; end != text.npos; text.remove_prefix(std::min(end + 1, text.size()))) {
         end = text.find(separator);
+        if (text.empty() || end == 0)
+            throw UsageError(std::string("--") + option + ": a number is missing in '" + whole +
+                             "'");
         values.push_back(static_cast<int32_t>(number(option, text.substr(0, end), min, max)));
     }
     return values;

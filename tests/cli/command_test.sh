@@ -378,6 +378,8 @@ done <<'END'
 2|rgb555le: give that name|raw --raw BGR555 --size 8x8
 2|--raw requires --size|--raw gray raw
 2|--size: '5x5x5' is not WIDTHxHEIGHT|raw --raw gray --size 5x5x5
+2|--size: a number is missing in '640x'|raw --raw gray --size 640x
+2|--density: a number is missing in 'x72'|small.ppm --density x72
 2|--size: '65536' is not a number|raw --raw gray --size 5x65536
 2|--size requires --raw or --demo|--size 8x8 small.ppm
 2|--step requires --raw|--step 8 small.ppm
@@ -491,5 +493,9 @@ source "$source_tree/cli/completions/velajpeg.bash"
 COMP_WORDS=(velajpeg --raw nv) COMP_CWORD=2
 _velajpeg 2>log
 check test "${COMPREPLY[*]}" = "nv12 nv21 nv16 nv61"
+COMP_WORDS=(velajpeg --raw "")
+_velajpeg 2>log
+"$tool" --raw none raw -o x.jpg 2>err
+check test "$(sed 's/.* one of //; s/ (see .*//; s/,//g' err)" = "${COMPREPLY[*]}" # all of them
 echo "$passed passed, $failed failed"
 ((failed == 0))
