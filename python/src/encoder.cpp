@@ -1,0 +1,163 @@
+#include "encoder.h"
+
+#include <cstring>
+#include <exception>
+
+namespace velajpeg_python {
+namespace {
+
+using Turn = std::unique_lock<std::recursive_mutex>;
+
+Turn takeTurn(std::recursive_mutex& mutex) {
+    const py::gil_scoped_release others;
+    return Turn(mutex);
+}
+
+/// A buffer to write to, which gets no larger.
+struct Room {
+    explicit Room(const py::object& object) {
+        if (PyObject_GetBuffer(object.ptr(), &buffer, PyBUF_CONTIG) == 0)
+            return;
+        PyErr_Clear();
+        throw py::type_error("into is read-only, or has gaps; a writable buffer is wanted");
+    }
+    Room(const Room&) = delete;
+    Room& operator=(const Room&) = delete;
+    ~Room() { PyBuffer_Release(&buffer); }
+
+    int take(const void* bytes, size_t count) {
+        if (count > static_cast<size_t>(buffer.len) - used)
+            return 1;
+        std::memcpy(static_cast<uint8_t*>(buffer.buf) + used, bytes, count);
+        used += count;
+        return 0;
+    }
+
+    Py_buffer buffer{};
+    size_t used = 0;
+};
+
+/// A file, a socket's file, a response: what has a method write.
+struct Writer {
+    py::object object, write;
+    size_t used = 0;
+    std::exception_ptr thrown{};
+
+    void take(const void* bytes, size_t count) {
+        const auto* at = static_cast<const char*>(bytes);
+        while (count > 0) {
+            const py::object result = write(py::bytes(at, count));
+            size_t taken = count;
+            if (PyLong_Check(result.ptr())) // files without a buffer may take less
+                taken = result.cast<size_t>();
+            if (taken == 0 || taken > count)
+                throw py::value_error("into: write took " + std::to_string(taken) + " of " +
+                                      std::to_string(count) + " bytes");
+            at += taken;
+            count -= taken;
+            used += taken;
+        }
+    }
+};
+
+} // namespace
+
+void throwError(int32_t status, const std::string& text) {
+    const bool argument = status == ENC_STATUS_BADARG || status == ENC_STATUS_NOTSUPPORTED;
+    const py::object type =
+        py::module_::import("velajpeg.errors").attr(argument ? "ArgumentError" : "Error");
+    const py::object error = type(text, status);
+    PyErr_SetObject(type.ptr(), error.ptr());
+    throw py::error_already_set();
+}
+
+Encoder::Encoder() : encoder_(velaEncoderNew()) {
+    if (!encoder_)
+        throw std::bad_alloc();
+}
+
+py::object Encoder::encode(Picture& picture, const Options& options, const py::object& into) {
+    if (options.c().maxBytes > 0)
+        picture.gather();
+    const Turn turn = takeTurn(turn_);
+    if (into.is_none())
+        return toBytes(picture, options);
+    if (PyObject_CheckBuffer(into.ptr()) && !py::hasattr(into, "write"))
+        return toBuffer(picture, options, into);
+    if (py::hasattr(into, "write"))
+        return toWriter(picture, options, into);
+    throw py::type_error("into is a " + py::type::of(into).attr("__name__").cast<std::string>() +
+                         "; a writable buffer, or an object with a method write, is wanted");
+}
+
+py::bytes Encoder::toBytes(const Picture& picture, const Options& options) {
+    const uint8_t* jpeg = nullptr;
+    size_t size = 0;
+    int32_t status;
+    {
+        const py::gil_scoped_release others;
+        status = velaEncodeToMemory(encoder_.get(), &picture.image(), &options.c(), &jpeg, &size);
+    }
+    check(status);
+    return {reinterpret_cast<const char*>(jpeg), size};
+}
+
+py::int_ Encoder::toBuffer(const Picture& picture, const Options& options, const py::object& buffer) {
+    Room room(buffer);
+    int32_t status;
+    {
+        const py::gil_scoped_release others;
+        status = velaEncode(
+            encoder_.get(), &picture.image(), &options.c(),
+            [](void* context, const void* bytes, size_t count) {
+                return static_cast<Room*>(context)->take(bytes, count);
+            },
+            &room);
+    }
+    if (status == VELA_STATUS_WRITE)
+        throwError(status, "into has " + std::to_string(room.buffer.len) +
+                               " bytes, the stream is longer");
+    check(status);
+    return py::int_(room.used);
+}
+
+py::int_ Encoder::toWriter(const Picture& picture, const Options& options, const py::object& object) {
+    Writer writer{object, object.attr("write")};
+    int32_t status;
+    {
+        const py::gil_scoped_release others;
+        status = velaEncode(
+            encoder_.get(), &picture.image(), &options.c(),
+            [](void* context, const void* bytes, size_t count) {
+                const py::gil_scoped_acquire mine;
+                auto& to = *static_cast<Writer*>(context);
+                try {
+                    to.take(bytes, count);
+                    return 0;
+                } catch (...) {
+                    to.thrown = std::current_exception();
+                    return 1;
+                }
+            },
+            &writer);
+    }
+    if (writer.thrown)
+        std::rethrow_exception(writer.thrown);
+    check(status);
+    return py::int_(writer.used);
+}
+
+void Encoder::check(int32_t status) const {
+    if (status == ENC_STATUS_OK)
+        return;
+    const std::string text = velaErrorText(encoder_.get());
+    throwError(status, text.empty() ? velaStatusText(status) : text);
+}
+
+py::object Encoder::qualityUsed() const {
+    const Turn turn = takeTurn(turn_);
+    const int32_t quality = velaQualityUsed(encoder_.get());
+    return quality < 0 ? py::object(py::none()) : py::object(py::int_(quality));
+}
+
+} // namespace velajpeg_python

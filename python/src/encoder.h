@@ -1,0 +1,41 @@
+// An encoder of the easy layer for Python: any thread may use it, one at a time gets its turn.
+#pragma once
+
+#include <memory>
+#include <mutex>
+
+#include "options.h"
+#include "picture.h"
+
+namespace velajpeg_python {
+
+class Encoder {
+public:
+    Encoder();
+
+    /// into: None for bytes of its own; a writable buffer; or what has a method write. The last two give the
+    /// number of bytes of the stream. Other threads run while it encodes.
+    py::object encode(Picture& picture, const Options& options, const py::object& into);
+
+    /// Of the last picture; None after a failure and before the first one.
+    py::object qualityUsed() const;
+
+private:
+    py::bytes toBytes(const Picture& picture, const Options& options);
+    py::int_ toBuffer(const Picture& picture, const Options& options, const py::object& buffer);
+    py::int_ toWriter(const Picture& picture, const Options& options, const py::object& writer);
+    void check(int32_t status) const;
+
+    struct Delete {
+        void operator()(VelaEncoder* encoder) const { velaEncoderDelete(encoder); }
+    };
+    std::unique_ptr<VelaEncoder, Delete> encoder_;
+    /// Taken without the GIL, so that who waits for it keeps nobody from giving it back. Recursive: a writer that
+    /// uses the encoder which it writes for is refused by the easy layer.
+    mutable std::recursive_mutex turn_;
+};
+
+/// Python's Error, with the status; ArgumentError for what the easy layer refuses to take.
+[[noreturn]] void throwError(int32_t status, const std::string& text);
+
+} // namespace velajpeg_python

@@ -1,0 +1,146 @@
+#include "view.h"
+
+#include <utility>
+
+namespace velajpeg_python {
+namespace {
+
+std::string textOf(const py::handle& object) {
+    return py::str(object).cast<std::string>();
+}
+
+/// What the object's own library calls its samples, else the name that the protocol has.
+std::string dtypeOf(const py::object& object, const std::string& protocolName) {
+    if (py::hasattr(object, "dtype"))
+        return textOf(object.attr("dtype"));
+    return protocolName;
+}
+
+std::string imageMode(const py::object& object) {
+    return py::hasattr(object, "mode") ? " (mode " + textOf(object.attr("mode")) + ")" : "";
+}
+
+[[noreturn]] void refuseSamples(const std::string& name, const std::string& dtype,
+                                const std::string& shape, const std::string& mode = "") {
+    throw py::value_error(name + " has dtype " + dtype + " and shape " + shape + mode +
+                          "; samples must be uint8");
+}
+
+/// Of a buffer's format: what is one unsigned byte. "c" is what memoryview.cast calls it.
+bool isByteFormat(const char* format) {
+    if (!format)
+        return true;
+    std::string text = format;
+    if (!text.empty() && std::string("@=<>!").find(text[0]) != std::string::npos)
+        text.erase(0, 1);
+    return text == "B" || text == "c";
+}
+
+} // namespace
+
+View::View(const py::object& object, const std::string& name) : name_(name) {
+    if (PyObject_CheckBuffer(object.ptr())) {
+        useBuffer(object);
+    } else if (py::hasattr(object, "__array_interface__")) {
+        const py::dict interface = object.attr("__array_interface__");
+        const std::string type = interface["typestr"].cast<std::string>();
+        if (type != "|u1") {
+            const py::tuple shape = interface["shape"];
+            refuseSamples(name_, dtypeOf(object, type), textOf(shape), imageMode(object));
+        }
+        owner_ = object;
+        useArrayInterface(interface);
+    } else {
+        throw py::type_error(name_ + " is a " + textOf(py::type::of(object).attr("__name__")) +
+                             "; an array is wanted, with the buffer protocol or __array_interface__");
+    }
+}
+
+View::View(View&& other) noexcept
+    : name_(std::move(other.name_)), buffer_(std::exchange(other.buffer_, Py_buffer{})),
+      owner_(std::move(other.owner_)), data_(other.data_), shape_(std::move(other.shape_)),
+      strides_(std::move(other.strides_)) {}
+
+View::~View() {
+    if (buffer_.obj)
+        PyBuffer_Release(&buffer_);
+}
+
+void View::useBuffer(const py::object& object) {
+    // Into a place that stays: exporters may keep pointers into the record itself, and give its shape
+    // as one of them; what is needed of it is copied.
+    if (PyObject_GetBuffer(object.ptr(), &buffer_, PyBUF_RECORDS_RO) != 0) {
+        buffer_.obj = nullptr;
+        throw py::error_already_set();
+    }
+    shape_.assign(buffer_.shape, buffer_.shape + buffer_.ndim);
+    strides_.assign(buffer_.strides, buffer_.strides + buffer_.ndim);
+    data_ = static_cast<const uint8_t*>(buffer_.buf);
+    if (buffer_.itemsize == 1 && isByteFormat(buffer_.format))
+        return;
+    const std::string dtype =
+        dtypeOf(object, buffer_.format ? buffer_.format : std::to_string(buffer_.itemsize) + " bytes");
+    const std::string shape = shapeText();
+    PyBuffer_Release(&buffer_); // the destructor does not run where the constructor throws
+    refuseSamples(name_, dtype, shape);
+}
+
+void View::useArrayInterface(const py::dict& interface) {
+    for (const py::handle extent : interface["shape"].cast<py::tuple>())
+        shape_.push_back(extent.cast<int64_t>());
+    const py::object strides = interface.attr("get")("strides");
+    if (strides.is_none()) {
+        strides_.assign(shape_.size(), 1);
+        for (size_t i = shape_.size(); i-- > 1;)
+            strides_[i - 1] = strides_[i] * shape_[i];
+    } else {
+        for (const py::handle stride : strides.cast<py::tuple>())
+            strides_.push_back(stride.cast<int64_t>());
+    }
+    const py::object data = interface.attr("get")("data");
+    const int64_t offset = interface.attr("get")("offset", 0).cast<int64_t>();
+    if (py::isinstance<py::tuple>(data)) {
+        data_ = reinterpret_cast<const uint8_t*>(data.cast<py::tuple>()[0].cast<uintptr_t>());
+        return;
+    }
+    if (PyObject_GetBuffer(data.ptr(), &buffer_, PyBUF_SIMPLE) != 0) {
+        buffer_.obj = nullptr;
+        throw py::error_already_set();
+    }
+    data_ = static_cast<const uint8_t*>(buffer_.buf) + offset;
+    // How far below and above the first element the others lie.
+    int64_t low = offset, high = offset;
+    for (size_t i = 0; i < shape_.size(); ++i)
+        (strides_.at(i) < 0 ? low : high) += strides_[i] * std::max<int64_t>(shape_[i] - 1, 0);
+    if (strides_.size() != shape_.size() || low < 0 || (count() > 0 && high >= buffer_.len)) {
+        PyBuffer_Release(&buffer_);
+        throw py::value_error(name_ + ": its __array_interface__ has " + shapeText() +
+                              " samples beyond its data");
+    }
+}
+
+int64_t View::count(size_t first) const {
+    int64_t all = 1;
+    for (size_t i = first; i < shape_.size(); ++i)
+        all *= shape_[i];
+    return all;
+}
+
+bool View::isDense(size_t first) const {
+    int64_t expected = 1;
+    for (size_t i = shape_.size(); i-- > first;) {
+        if (shape_[i] != 1 && strides_[i] != expected)
+            return false;
+        expected *= shape_[i];
+    }
+    return true;
+}
+
+std::string View::shapeText() const {
+    std::string text = "(";
+    for (const int64_t extent : shape_)
+        text += (text.size() > 1 ? ", " : "") + std::to_string(extent);
+    return text + (shape_.size() == 1 ? ",)" : ")");
+}
+
+} // namespace velajpeg_python

@@ -1,0 +1,20 @@
+from typing import Any
+
+__version__: str
+
+class Encoder:
+    def __init__(self) -> None: ...
+    def encode(self, array: Any, order: str, into: Any, options: dict[str, Any]) -> Any: ...
+    def encode_frame(
+        self,
+        planes: Any,
+        format: str,
+        size: Any,
+        strides: Any,
+        range: Any,
+        matrix: Any,
+        into: Any,
+        options: dict[str, Any],
+    ) -> Any: ...
+    @property
+    def quality_used(self) -> int | None: ...
