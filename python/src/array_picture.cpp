@@ -31,13 +31,20 @@ constexpr std::array<Order, 12> kOrders = {{{"rgb", 3, VELA_FORMAT_RGB24},
 /// The same samples from the last to the first.
 VelaFormat reversed(VelaFormat format) {
     switch (format) {
-    case VELA_FORMAT_RGB24: return VELA_FORMAT_BGR24;
-    case VELA_FORMAT_BGR24: return VELA_FORMAT_RGB24;
-    case VELA_FORMAT_RGBX32: return VELA_FORMAT_XBGR32;
-    case VELA_FORMAT_XBGR32: return VELA_FORMAT_RGBX32;
-    case VELA_FORMAT_BGRX32: return VELA_FORMAT_XRGB32;
-    case VELA_FORMAT_XRGB32: return VELA_FORMAT_BGRX32;
-    default: return format;
+    case VELA_FORMAT_RGB24:
+        return VELA_FORMAT_BGR24;
+    case VELA_FORMAT_BGR24:
+        return VELA_FORMAT_RGB24;
+    case VELA_FORMAT_RGBX32:
+        return VELA_FORMAT_XBGR32;
+    case VELA_FORMAT_XBGR32:
+        return VELA_FORMAT_RGBX32;
+    case VELA_FORMAT_BGRX32:
+        return VELA_FORMAT_XRGB32;
+    case VELA_FORMAT_XRGB32:
+        return VELA_FORMAT_BGRX32;
+    default:
+        return format;
     }
 }
 
@@ -68,7 +75,8 @@ void copyRow(const ScatteredPixels& from, const uint8_t* pixel, uint8_t* to) {
 
 } // namespace
 
-void ScatteredPixels::copyRows(int64_t first, int64_t count, uint8_t* to, ptrdiff_t toStride) const {
+void ScatteredPixels::copyRows(int64_t first, int64_t count, uint8_t* to,
+                               ptrdiff_t toStride) const {
     const auto copy = samples == 1 ? copyRow<1> : samples == 3 ? copyRow<3> : copyRow<4>;
     for (int64_t y = first; y < first + count; ++y, to += toStride)
         copy(*this, data + y * rowStride, to);
@@ -103,12 +111,9 @@ public:
         image.format = formatOf(order, static_cast<int32_t>(samples), view);
         image.height = static_cast<int32_t>(shape[0]);
         image.width = static_cast<int32_t>(shape[1]);
-        const ScatteredPixels pixels = {view.data(),
-                                        view.strides()[0],
-                                        view.strides()[1],
-                                        samples > 1 ? view.strides()[2] : 1,
-                                        image.width,
-                                        static_cast<int32_t>(samples)};
+        const ScatteredPixels pixels = {view.data(),       view.strides()[0],
+                                        view.strides()[1], samples > 1 ? view.strides()[2] : 1,
+                                        image.width,       static_cast<int32_t>(samples)};
         if (!pointAt(image, pixels))
             readFrom(picture, pixels);
         picture.views_.push_back(std::move(view));

@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <exception>
+#include <utility>
 
 namespace velajpeg_python {
 namespace {
@@ -12,6 +13,45 @@ Turn takeTurn(std::recursive_mutex& mutex) {
     const py::gil_scoped_release others;
     return Turn(mutex);
 }
+
+/// bytes in the making: written to where they will be, so that a stream is not copied once more.
+class NewBytes {
+public:
+    explicit NewBytes(const VelaImage& image)
+        : bytes_(PyBytes_FromStringAndSize(nullptr,
+                                           image.width * ptrdiff_t{image.height} / 8 + 4096)) {
+        if (!bytes_)
+            throw py::error_already_set();
+    }
+    NewBytes(const NewBytes&) = delete;
+    NewBytes& operator=(const NewBytes&) = delete;
+    ~NewBytes() { Py_XDECREF(bytes_); }
+
+    /// Without the GIL.
+    int take(const void* bytes, size_t count) {
+        const auto room = static_cast<size_t>(PyBytes_GET_SIZE(bytes_)) - used_;
+        if (count > room) {
+            const py::gil_scoped_acquire mine;
+            if (_PyBytes_Resize(&bytes_, static_cast<Py_ssize_t>((used_ + count) * 2)) != 0) {
+                PyErr_Clear(); // what the caller raises is that there is no memory
+                return 1;
+            }
+        }
+        std::memcpy(PyBytes_AS_STRING(bytes_) + used_, bytes, count);
+        used_ += count;
+        return 0;
+    }
+
+    py::bytes finish() {
+        if (_PyBytes_Resize(&bytes_, static_cast<Py_ssize_t>(used_)) != 0)
+            throw py::error_already_set();
+        return py::reinterpret_steal<py::bytes>(std::exchange(bytes_, nullptr));
+    }
+
+private:
+    PyObject* bytes_; // null after a failure to get memory
+    size_t used_ = 0;
+};
 
 /// A buffer to write to, which gets no larger.
 struct Room {
@@ -43,8 +83,18 @@ struct Writer {
     size_t used = 0;
     std::exception_ptr thrown{};
 
-    void take(const void* bytes, size_t count) {
-        const auto* at = static_cast<const char*>(bytes);
+    int take(const void* bytes, size_t count) {
+        const py::gil_scoped_acquire mine;
+        try {
+            writeAll(static_cast<const char*>(bytes), count);
+            return 0;
+        } catch (...) {
+            thrown = std::current_exception();
+            return 1;
+        }
+    }
+
+    void writeAll(const char* at, size_t count) {
         while (count > 0) {
             const py::object result = write(py::bytes(at, count));
             size_t taken = count;
@@ -90,57 +140,42 @@ py::object Encoder::encode(Picture& picture, const Options& options, const py::o
                          "; a writable buffer, or an object with a method write, is wanted");
 }
 
-py::bytes Encoder::toBytes(const Picture& picture, const Options& options) {
-    const uint8_t* jpeg = nullptr;
-    size_t size = 0;
-    int32_t status;
-    {
-        const py::gil_scoped_release others;
-        status = velaEncodeToMemory(encoder_.get(), &picture.image(), &options.c(), &jpeg, &size);
-    }
-    check(status);
-    return {reinterpret_cast<const char*>(jpeg), size};
+/// velaEncode without the GIL, to what has take(bytes, count) as VelaWrite has.
+template <class Sink>
+int32_t Encoder::run(const Picture& picture, const Options& options, Sink& sink) {
+    const py::gil_scoped_release others;
+    return velaEncode(
+        encoder_.get(), &picture.image(), &options.c(),
+        [](void* context, const void* bytes, size_t count) {
+            return static_cast<Sink*>(context)->take(bytes, count);
+        },
+        &sink);
 }
 
-py::int_ Encoder::toBuffer(const Picture& picture, const Options& options, const py::object& buffer) {
-    Room room(buffer);
-    int32_t status;
-    {
-        const py::gil_scoped_release others;
-        status = velaEncode(
-            encoder_.get(), &picture.image(), &options.c(),
-            [](void* context, const void* bytes, size_t count) {
-                return static_cast<Room*>(context)->take(bytes, count);
-            },
-            &room);
-    }
+py::bytes Encoder::toBytes(const Picture& picture, const Options& options) {
+    NewBytes bytes(picture.image());
+    const int32_t status = run(picture, options, bytes);
     if (status == VELA_STATUS_WRITE)
-        throwError(status, "into has " + std::to_string(room.buffer.len) +
-                               " bytes, the stream is longer");
+        throw std::bad_alloc();
+    check(status);
+    return bytes.finish();
+}
+
+py::int_ Encoder::toBuffer(const Picture& picture, const Options& options,
+                           const py::object& buffer) {
+    Room room(buffer);
+    const int32_t status = run(picture, options, room);
+    if (status == VELA_STATUS_WRITE)
+        throwError(status,
+                   "into has " + std::to_string(room.buffer.len) + " bytes, the stream is longer");
     check(status);
     return py::int_(room.used);
 }
 
-py::int_ Encoder::toWriter(const Picture& picture, const Options& options, const py::object& object) {
+py::int_ Encoder::toWriter(const Picture& picture, const Options& options,
+                           const py::object& object) {
     Writer writer{object, object.attr("write")};
-    int32_t status;
-    {
-        const py::gil_scoped_release others;
-        status = velaEncode(
-            encoder_.get(), &picture.image(), &options.c(),
-            [](void* context, const void* bytes, size_t count) {
-                const py::gil_scoped_acquire mine;
-                auto& to = *static_cast<Writer*>(context);
-                try {
-                    to.take(bytes, count);
-                    return 0;
-                } catch (...) {
-                    to.thrown = std::current_exception();
-                    return 1;
-                }
-            },
-            &writer);
-    }
+    const int32_t status = run(picture, options, writer);
     if (writer.thrown)
         std::rethrow_exception(writer.thrown);
     check(status);

@@ -21,6 +21,8 @@ public:
     py::object qualityUsed() const;
 
 private:
+    template <class Sink>
+    int32_t run(const Picture& picture, const Options& options, Sink& sink);
     py::bytes toBytes(const Picture& picture, const Options& options);
     py::int_ toBuffer(const Picture& picture, const Options& options, const py::object& buffer);
     py::int_ toWriter(const Picture& picture, const Options& options, const py::object& writer);

@@ -206,8 +206,8 @@ private:
         const int64_t rows = height + rowsOf(format_, 1, height) * (format_.planes - 1) *
                                           format_.together / format_.across;
         if (view.shape()[0] != rows || view.shape()[1] < width)
-            throw py::value_error("planes has shape " + view.shapeText() + "; " + what() + " has (" +
-                                  std::to_string(rows) + ", " + std::to_string(width) +
+            throw py::value_error("planes has shape " + view.shapeText() + "; " + what() +
+                                  " has (" + std::to_string(rows) + ", " + std::to_string(width) +
                                   " or more)");
     }
 
@@ -253,7 +253,8 @@ private:
 };
 
 Picture pictureOfFrame(const py::object& planes, const std::string& format, const py::object& size,
-                       const py::object& strides, const py::object& range, const py::object& matrix) {
+                       const py::object& strides, const py::object& range,
+                       const py::object& matrix) {
     FrameReader reader(formatOf(format), size);
     reader.image().range = rangeOf(range);
     reader.image().matrix = matrixOf(matrix);

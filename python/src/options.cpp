@@ -32,10 +32,10 @@ Number wholeNumber(const std::string& name, const py::object& value) {
                               : overflow > 0 ? std::numeric_limits<long long>::max()
                                              : wide;
     constexpr auto most = std::numeric_limits<Number>::max();
-    return static_cast<Number>(std::clamp<long long>(
-        nearest, std::numeric_limits<Number>::min(),
-        sizeof(Number) < sizeof(long long) ? static_cast<long long>(most)
-                                           : std::numeric_limits<long long>::max()));
+    return static_cast<Number>(std::clamp<long long>(nearest, std::numeric_limits<Number>::min(),
+                                                     sizeof(Number) < sizeof(long long)
+                                                         ? static_cast<long long>(most)
+                                                         : std::numeric_limits<long long>::max()));
 }
 
 VelaSubsampling subsamplingOf(const py::object& value) {
@@ -93,7 +93,8 @@ void Options::set(const std::string& name, const py::object& value) {
     } else if (name == "max_bytes") {
         const int64_t most = value.is_none() ? 0 : wholeNumber<int64_t>(name, value);
         if (!value.is_none() && most < 1)
-            throw py::value_error("max_bytes is " + std::to_string(most) + ", not None, or 1 or more");
+            throw py::value_error("max_bytes is " + std::to_string(most) +
+                                  ", not None, or 1 or more");
         options_.maxBytes = static_cast<size_t>(
             std::min<uint64_t>(static_cast<uint64_t>(most), std::numeric_limits<size_t>::max()));
     } else if (name == "exif") {

@@ -43,6 +43,7 @@ Picture pictureOfArray(const py::object& array, const std::string& order);
 
 /// Of a camera frame: one buffer for all planes, or a list or tuple with one for each.
 Picture pictureOfFrame(const py::object& planes, const std::string& format, const py::object& size,
-                       const py::object& strides, const py::object& range, const py::object& matrix);
+                       const py::object& strides, const py::object& range,
+                       const py::object& matrix);
 
 } // namespace velajpeg_python

@@ -51,8 +51,9 @@ View::View(const py::object& object, const std::string& name) : name_(name) {
         owner_ = object;
         useArrayInterface(interface);
     } else {
-        throw py::type_error(name_ + " is a " + textOf(py::type::of(object).attr("__name__")) +
-                             "; an array is wanted, with the buffer protocol or __array_interface__");
+        throw py::type_error(
+            name_ + " is a " + textOf(py::type::of(object).attr("__name__")) +
+            "; an array is wanted, with the buffer protocol or __array_interface__");
     }
 }
 
@@ -78,8 +79,8 @@ void View::useBuffer(const py::object& object) {
     data_ = static_cast<const uint8_t*>(buffer_.buf);
     if (buffer_.itemsize == 1 && isByteFormat(buffer_.format))
         return;
-    const std::string dtype =
-        dtypeOf(object, buffer_.format ? buffer_.format : std::to_string(buffer_.itemsize) + " bytes");
+    const std::string dtype = dtypeOf(
+        object, buffer_.format ? buffer_.format : std::to_string(buffer_.itemsize) + " bytes");
     const std::string shape = shapeText();
     PyBuffer_Release(&buffer_); // the destructor does not run where the constructor throws
     refuseSamples(name_, dtype, shape);
