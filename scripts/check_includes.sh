@@ -19,6 +19,8 @@ declare -A below=(
     [encoder]="vela cpu state stream tables pixel baseline progressive"
     [easy]="vela cpu"
     [cli]="vela"
+    [python]="vela"
+    [gstreamer]="vela"
     [examples]="vela"
     [bench]="vela cpu state stream tables pixel baseline progressive encoder easy cli"
 )
