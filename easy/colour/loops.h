@@ -8,30 +8,28 @@
 namespace vela::VELA_ISA {
 namespace {
 
-/// Luminance at byte luma of each group of two, the chroma planes at two bytes of each group of four.
-template <int32_t luma, int32_t cbAt, int32_t crAt>
+/// Luminance at byte luma of each group of two; of each group of four the chroma of one plane at byte
+/// 1 - luma and of the other two bytes later.
+template <int32_t luma>
 void split422(const uint8_t* __restrict row, int32_t width, uint8_t* __restrict y,
-              uint8_t* __restrict cb, uint8_t* __restrict cr) {
+              uint8_t* __restrict first, uint8_t* __restrict second) {
     for (int32_t x = 0; x < width; x++)
         y[x] = row[2 * x + luma];
     for (int32_t i = 0; i < (width + 1) / 2; i++) {
-        cb[i] = row[4 * i + cbAt];
-        cr[i] = row[4 * i + crAt];
+        first[i] = row[4 * i + 1 - luma];
+        second[i] = row[4 * i + 3 - luma];
     }
 }
 
 inline void splitPacked422(const uint8_t* row, PairOrder order, int32_t width, uint8_t* y,
                            uint8_t* cb, uint8_t* cr) {
-    switch (order) {
-    case PairOrder::yuyv:
-        return split422<0, 1, 3>(row, width, y, cb, cr);
-    case PairOrder::yvyu:
-        return split422<0, 3, 1>(row, width, y, cb, cr);
-    case PairOrder::uyvy:
-        return split422<1, 0, 2>(row, width, y, cb, cr);
-    case PairOrder::vyuy:
-        return split422<1, 2, 0>(row, width, y, cb, cr);
-    }
+    const bool crFirst = order == PairOrder::yvyu || order == PairOrder::vyuy;
+    uint8_t* const first = crFirst ? cr : cb;
+    uint8_t* const second = crFirst ? cb : cr;
+    if (order == PairOrder::yuyv || order == PairOrder::yvyu)
+        split422<0>(row, width, y, first, second);
+    else
+        split422<1>(row, width, y, first, second);
 }
 
 inline void splitPairs(const uint8_t* __restrict pairs, int32_t count, uint8_t* __restrict first,

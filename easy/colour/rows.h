@@ -19,7 +19,7 @@ struct Bytes {
 };
 
 /// Words of 16 bits as bytes of red, green, blue and one more.
-VELA_INLINE void widen565(const uint8_t* words, int32_t count, uint8_t* out) {
+inline void widen565(const uint8_t* words, int32_t count, uint8_t* out) {
     for (int32_t x = 0; x < count; x++) {
         const int32_t v = words[2 * x] | words[2 * x + 1] << 8;
         out[4 * x] = static_cast<uint8_t>((v >> 8 & 0xF8) | v >> 13);
@@ -28,7 +28,7 @@ VELA_INLINE void widen565(const uint8_t* words, int32_t count, uint8_t* out) {
     }
 }
 
-VELA_INLINE void widen555(const uint8_t* words, int32_t count, uint8_t* out) {
+inline void widen555(const uint8_t* words, int32_t count, uint8_t* out) {
     for (int32_t x = 0; x < count; x++) {
         const int32_t v = words[2 * x] | words[2 * x + 1] << 8;
         out[4 * x] = static_cast<uint8_t>((v >> 7 & 0xF8) | (v >> 12 & 7));
@@ -88,46 +88,48 @@ private:
 #endif
     }
 
+    /// The last pixel once more after count of them; where they are, for the kernel.
     template <class Order>
-    VELA_INLINE void takeBuffer(Buffer& buffer, int32_t x, int32_t count) const {
-        const uint8_t* rowsOfIt[rows];
+    VELA_INLINE static void finish(Buffer& buffer, int32_t count, const uint8_t* (&from)[rows]) {
         for (int32_t r = 0; r < rows; r++) {
             uint8_t* const last = buffer.bytes[r] + (count - 1) * Order::kSize;
             std::memcpy(last + Order::kSize, last, Order::kSize);
-            rowsOfIt[r] = buffer.bytes[r];
+            from[r] = buffer.bytes[r];
         }
-        kernel_.template take<Order>(rowsOfIt, x);
     }
 
     template <class Order>
     void runBytes() const {
-        int32_t x = 0;
+        Buffer buffer;
         const int64_t rowBytes = int64_t{width_} * Order::kSize;
-        for (; int64_t{x} * Order::kSize + kReadBytes <= rowBytes; x += kPixels) {
+        for (int32_t x = 0; x < width_; x += kPixels) {
             const uint8_t* from[rows];
             for (int32_t r = 0; r < rows; r++)
                 from[r] = pixels_[r] + ptrdiff_t{x} * Order::kSize;
-            fetchAhead(from, kPixels * Order::kSize);
+            if (int64_t{x} * Order::kSize + kReadBytes <= rowBytes) {
+                fetchAhead(from, kPixels * Order::kSize);
+            } else {
+                const int32_t count = width_ - x < kPixels ? width_ - x : kPixels;
+                buffer = {};
+                for (int32_t r = 0; r < rows; r++)
+                    std::memcpy(buffer.bytes[r], from[r],
+                                static_cast<size_t>(count * Order::kSize));
+                finish<Order>(buffer, count, from);
+            }
             kernel_.template take<Order>(from, x);
-        }
-        for (; x < width_; x += kPixels) {
-            Buffer buffer{};
-            const int32_t count = width_ - x < kPixels ? width_ - x : kPixels;
-            for (int32_t r = 0; r < rows; r++)
-                std::memcpy(buffer.bytes[r], pixels_[r] + ptrdiff_t{x} * Order::kSize,
-                            static_cast<size_t>(count * Order::kSize));
-            takeBuffer<Order>(buffer, x, count);
         }
     }
 
-    template <class Widen>
-    void runWords(const Widen& widen) const {
+    void runWords(void (*widen)(const uint8_t* words, int32_t count, uint8_t* out)) const {
+        using Widened = Bytes<4, 0, 1, 2>;
         for (int32_t x = 0; x < width_; x += kPixels) {
             Buffer buffer{};
             const int32_t count = width_ - x < kPixels ? width_ - x : kPixels;
             for (int32_t r = 0; r < rows; r++)
                 widen(pixels_[r] + ptrdiff_t{x} * 2, count, buffer.bytes[r]);
-            takeBuffer<Bytes<4, 0, 1, 2>>(buffer, x, count);
+            const uint8_t* from[rows];
+            finish<Widened>(buffer, count, from);
+            kernel_.template take<Widened>(from, x);
         }
     }
 

@@ -5,19 +5,11 @@
 #include <string>
 #include <vector>
 
+#include "scattered_pixels.h"
 #include "vela/easy.h"
 #include "view.h"
 
 namespace velajpeg_python {
-
-/// Pixels that do not lie one after another, brought into rows that do, some rows at a time.
-struct ScatteredPixels {
-    const uint8_t* data;
-    int64_t rowStride, pixelStride, sampleStride; // in bytes
-    int32_t width, samples;                       // samples of a pixel
-
-    void copyRows(int64_t first, int64_t count, uint8_t* to, ptrdiff_t toStride) const;
-};
 
 /// A picture of the easy layer, and what holds the memory that it points to. Where pixels are scattered, its
 /// rows are read (image().readRows).
