@@ -190,8 +190,9 @@ private:
         if (strides_[plane])
             stride = *strides_[plane];
         else if (plane > 0 && strides_[0])
-            stride = std::max(tight, (*strides_[0] + format_.across - 1) / format_.across *
-                                         format_.together);
+            stride = std::max(tight, format_.together == format_.across
+                                         ? *strides_[0]
+                                         : (*strides_[0] + format_.across - 1) / format_.across);
         if (stride < tight)
             throw py::value_error("strides has " + std::to_string(stride) + " for plane " +
                                   std::to_string(plane) + " of " + what() + ", whose rows have " +

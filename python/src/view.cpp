@@ -1,5 +1,6 @@
 #include "view.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace velajpeg_python {
@@ -109,15 +110,25 @@ void View::useArrayInterface(const py::dict& interface) {
         throw py::error_already_set();
     }
     data_ = static_cast<const uint8_t*>(buffer_.buf) + offset;
-    // How far below and above the first element the others lie.
-    int64_t low = offset, high = offset;
-    for (size_t i = 0; i < shape_.size(); ++i)
-        (strides_.at(i) < 0 ? low : high) += strides_[i] * std::max<int64_t>(shape_[i] - 1, 0);
-    if (strides_.size() != shape_.size() || low < 0 || (count() > 0 && high >= buffer_.len)) {
+    if (!staysWithin(offset)) {
         PyBuffer_Release(&buffer_);
         throw py::value_error(name_ + ": its __array_interface__ has " + shapeText() +
                               " samples beyond its data");
     }
+}
+
+/// Whether all elements lie in buffer_, the first one at offset. In double, which has room for what does not.
+bool View::staysWithin(int64_t offset) const {
+    if (strides_.size() != shape_.size() ||
+        std::any_of(shape_.begin(), shape_.end(), [](int64_t extent) { return extent < 0; }))
+        return false;
+    if (std::find(shape_.begin(), shape_.end(), 0) != shape_.end())
+        return true;
+    auto low = static_cast<double>(offset), high = low;
+    for (size_t i = 0; i < shape_.size(); ++i)
+        (strides_[i] < 0 ? low : high) +=
+            static_cast<double>(strides_[i]) * static_cast<double>(shape_[i] - 1);
+    return low >= 0 && high < static_cast<double>(buffer_.len);
 }
 
 int64_t View::count(size_t first) const {

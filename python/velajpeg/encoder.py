@@ -167,11 +167,10 @@ def encode(
     the argument; Error with the encoder's words and status; and what ``write`` raises. After a failure
     ``into`` has a part of the stream, or nothing.
     """
-    encoder = Encoder(
-        quality=quality, subsampling=subsampling, progressive=progressive, restart_rows=restart_rows,
-        threads=threads, max_bytes=max_bytes, exif=exif, icc=icc, comment=comment, density=density,
-        orientation=orientation)
-    return encoder.encode(array, order=order, into=into)  # type: ignore[arg-type]
+    return _velajpeg.Encoder().encode(array, order, into, {
+        "quality": quality, "subsampling": subsampling, "progressive": progressive,
+        "restart_rows": restart_rows, "threads": threads, "max_bytes": max_bytes, "exif": exif, "icc": icc,
+        "comment": comment, "density": density, "orientation": orientation})
 
 
 @overload
@@ -216,5 +215,4 @@ def encode_frame(
     """
     if size is None:
         raise TypeError("size is missing: (width, height) of the picture in pixels")
-    return Encoder(**options).encode_frame(  # type: ignore[call-overload, no-any-return]
-        planes, format, size=size, strides=strides, range=range, matrix=matrix, into=into)
+    return _velajpeg.Encoder().encode_frame(planes, format, size, strides, range, matrix, into, options)
