@@ -72,25 +72,25 @@ class Encoder:
 
     @overload
     def encode_frame(
-        self, planes: Union[Array, Sequence[Array]], format: str = ..., *, size: tuple[int, int],
-        strides: Union[None, int, Sequence[int]] = ..., range: str = ..., matrix: Union[str, int] = ...,
+        self, planes: Union[Array, Sequence[Array]], format: str = ..., size: tuple[int, int] = ...,
+        strides: Union[None, int, Sequence[int]] = ..., range: str = ..., matrix: Union[str, int] = ..., *,
         into: None = ..., **options: Any,
     ) -> bytes: ...
     @overload
     def encode_frame(
-        self, planes: Union[Array, Sequence[Array]], format: str = ..., *, size: tuple[int, int],
-        strides: Union[None, int, Sequence[int]] = ..., range: str = ..., matrix: Union[str, int] = ...,
+        self, planes: Union[Array, Sequence[Array]], format: str = ..., size: tuple[int, int] = ...,
+        strides: Union[None, int, Sequence[int]] = ..., range: str = ..., matrix: Union[str, int] = ..., *,
         into: Into, **options: Any,
     ) -> int: ...
     def encode_frame(
         self,
         planes: Union[Array, Sequence[Array]],
         format: str = "nv12",
-        *,
-        size: tuple[int, int],
+        size: Optional[tuple[int, int]] = None,
         strides: Union[None, int, Sequence[int]] = None,
         range: str = "full",
         matrix: Union[str, int] = "601",
+        *,
         into: Optional[Into] = None,
         **options: Any,
     ) -> Union[bytes, int]:
@@ -213,6 +213,4 @@ def encode_frame(
 
     Options and what is returned and raised are those of ``encode``.
     """
-    if size is None:
-        raise TypeError("size is missing: (width, height) of the picture in pixels")
     return _velajpeg.Encoder().encode_frame(planes, format, size, strides, range, matrix, into, options)
