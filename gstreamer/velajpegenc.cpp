@@ -284,11 +284,19 @@ GstFlowReturn handleFrame(GstVideoEncoder* base, GstVideoCodecFrame* frame) {
         }
         g_free(wrong);
     }
+    if (result != GST_FLOW_OK) {
+        gst_video_codec_frame_unref(frame);
+        return result;
+    }
     const bool hasStream = frame->output_buffer != nullptr;
-    const GstFlowReturn finished = gst_video_encoder_finish_frame(base, frame); // or dropped
-    if (result == GST_FLOW_OK)
-        result = finished;
+    result = gst_video_encoder_finish_frame(base, frame); // without a stream: drops it
     return result == GST_FLOW_OK && hasStream && settings.snapshot ? GST_FLOW_EOS : result;
+}
+
+/// What goes over from a frame's buffer to its stream's: a crop has been made.
+gboolean transformMeta(GstVideoEncoder* base, GstVideoCodecFrame* frame, GstMeta* meta) {
+    return meta->info->api != GST_VIDEO_CROP_META_API_TYPE &&
+           parentClass()->transform_meta(base, frame, meta);
 }
 
 gboolean sinkEvent(GstVideoEncoder* base, GstEvent* event) {
@@ -328,6 +336,7 @@ static void gst_vela_jpeg_enc_class_init(GstVelaJpegEncClass* type) {
     encoder->propose_allocation = proposeAllocation;
     encoder->decide_allocation = decideAllocation;
     encoder->handle_frame = handleFrame;
+    encoder->transform_meta = transformMeta;
     encoder->sink_event = sinkEvent;
 
     GstElementClass* const element = GST_ELEMENT_CLASS(type);

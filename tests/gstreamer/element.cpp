@@ -10,7 +10,11 @@ namespace {
 /// The plugin is looked for when tests run, not when they are listed.
 class GStreamer : public testing::Environment {
 public:
-    void SetUp() override { gst_init(nullptr, nullptr); }
+    void SetUp() override {
+        g_log_set_always_fatal(
+            GLogLevelFlags(int{G_LOG_LEVEL_CRITICAL} | int{G_LOG_LEVEL_WARNING}));
+        gst_init(nullptr, nullptr);
+    }
     void TearDown() override { gst_deinit(); } // where GStreamer's tracer tells of leaks
 };
 const testing::Environment* const gstreamer = testing::AddGlobalTestEnvironment(new GStreamer);
@@ -84,6 +88,27 @@ VelaOptions usualOptions() {
     return options;
 }
 
+std::string frameCaps(const FormatPair& format, int width, int height) {
+    return rawCaps(format.name, width, height,
+                   format.ours >= VELA_FORMAT_I420 ? ",colorimetry=1:4:0:0" : "");
+}
+
+Bytes segment(const Bytes& stream, uint8_t marker) {
+    for (size_t at = 2; at + 4 <= stream.size() && stream[at] == 0xff;) {
+        const size_t length = size_t(stream[at + 2] << 8 | stream[at + 3]);
+        if (stream[at + 1] == marker)
+            return {&stream[at + 4], &stream[at + 2 + length]};
+        if (stream[at + 1] == 0xda) // the scan
+            break;
+        at += 2 + length;
+    }
+    return {};
+}
+
+Bytes easyStream(const VelaImage& image) {
+    return easyStream(image, usualOptions());
+}
+
 Bytes easyStream(const VelaImage& image, const VelaOptions& options) {
     VelaEncoder* const encoder = velaEncoderNew();
     const uint8_t* jpeg = nullptr;
@@ -95,8 +120,12 @@ Bytes easyStream(const VelaImage& image, const VelaOptions& options) {
     return bytes;
 }
 
-Element::Element(const std::string& properties)
-    : harness_(gst_harness_new_parse(("velajpegenc " + properties).c_str())), bus_(gst_bus_new()) {
+Element::Element(const std::string& properties) : bus_(gst_bus_new()) {
+    GstElement* const element =
+        gst_parse_launch(("velajpegenc " + properties).c_str(), nullptr); // not in a bin
+    EXPECT_NE(element, nullptr) << properties;
+    harness_ = gst_harness_new_with_element(element, "sink", "src");
+    gst_object_unref(element);
     gst_element_set_bus(harness_->element, bus_);
 }
 

@@ -23,6 +23,8 @@ struct FormatPair {
     const char* name;
     VelaFormat ours;
 };
+inline constexpr FormatPair kNv12 = {"NV12", VELA_FORMAT_NV12};
+inline constexpr FormatPair kBgrx = {"BGRx", VELA_FORMAT_BGRX32};
 inline constexpr FormatPair kFormatPairs[] = {
     {"GRAY8", VELA_FORMAT_GRAY8},  {"RGB", VELA_FORMAT_RGB24},   {"BGR", VELA_FORMAT_BGR24},
     {"RGBx", VELA_FORMAT_RGBX32},  {"BGRx", VELA_FORMAT_BGRX32}, {"xRGB", VELA_FORMAT_XRGB32},
@@ -54,10 +56,17 @@ private:
     VelaImage image_{};
 };
 
-/// The easy layer's own stream.
+/// The easy layer's own stream, of usualOptions() where none are given.
+Bytes easyStream(const VelaImage& image);
 Bytes easyStream(const VelaImage& image, const VelaOptions& options);
 /// Options as the element has them if it is not told otherwise.
 VelaOptions usualOptions();
+
+/// Caps of frames as Frame makes them: the range of YCbCr is said to be full.
+std::string frameCaps(const FormatPair& format, int width, int height);
+
+/// What a stream's first segment of a kind holds, without its length; empty if there is none.
+Bytes segment(const Bytes& stream, uint8_t marker);
 
 class Element {
 public:
