@@ -71,8 +71,8 @@ VelaImage Frame::crop(int x, int y, int width, int height) const {
     image.height = height;
     for (guint p = 0; p < GST_VIDEO_INFO_N_PLANES(&info_); p++) {
         const bool packed422 = image.format >= VELA_FORMAT_YUYV;
-        const gint down = GST_VIDEO_FORMAT_INFO_H_SUB(info_.finfo, p);
-        const gint across = GST_VIDEO_FORMAT_INFO_W_SUB(info_.finfo, p);
+        const guint down = GST_VIDEO_FORMAT_INFO_H_SUB(info_.finfo, p);
+        const guint across = GST_VIDEO_FORMAT_INFO_W_SUB(info_.finfo, p);
         const gint bytes =
             packed422 ? 2 * x : (x >> across) * GST_VIDEO_FORMAT_INFO_PSTRIDE(info_.finfo, p);
         image.plane[p] =
