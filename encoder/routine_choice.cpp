@@ -41,8 +41,8 @@ consteval bool servesEveryFormat(const InputRoutines& input) {
             if (!format.takes(kSubsamplings[s].code))
                 continue;
             const bool serves = format.layout == PlaneLayout::singlePlane
-                                    ? (input.*format.convertMcu)[s] != nullptr
-                                    : (input.*format.convertMcuPlanar)[s] != nullptr;
+                                    ? (input.*format.convertMcu)[s].isFilled()
+                                    : (input.*format.convertMcuPlanar)[s].isFilled();
             if (!serves)
                 return false;
         }
@@ -66,10 +66,10 @@ constexpr RoutineTable plain::kRoutines = {
 namespace {
 
 /// A slot's routine for a subsampling: the instruction set's, or where it has none the plain one.
-template <class Slot>
-auto routineOf(Slot InputRoutines::*slot, int32_t subsampling, const RoutineTable& routines) {
-    const auto own = (routines.input->*slot)[subsampling];
-    return own != nullptr ? own : (kPlainInput.*slot)[subsampling];
+template <class Input>
+auto routineOf(Input InputRoutines::*input, int32_t subsampling, const RoutineTable& routines) {
+    const auto own = (routines.input->*input)[subsampling];
+    return own.isFilled() ? own : (kPlainInput.*input)[subsampling];
 }
 
 } // namespace

@@ -21,6 +21,13 @@ inline constexpr Subsampling kSubsamplings[kSubsamplingCount] = {
     {ENC_SUBSAMPLE_420, 2, 2},
 };
 
+constexpr bool isSubsampling(uint32_t code) {
+    for (const Subsampling& subsampling : kSubsamplings)
+        if (subsampling.code == code)
+            return true;
+    return false;
+}
+
 /// Null for an unknown code.
 constexpr const Subsampling* subsamplingOf(uint32_t code) {
     for (const Subsampling& subsampling : kSubsamplings)
@@ -53,11 +60,11 @@ struct ColorFormat {
 
     // Input of a single plane: a whole MCU, and the copy of a partial one
     SinglePlaneInput InputRoutines::*convertMcu = nullptr;
-    VelaCopyExpand* copyExpand = nullptr;
+    Slot<VelaCopyExpand> copyExpand = {};
 
     // Input of several planes: a whole MCU, a partial one
     PlanesInput InputRoutines::*convertMcuPlanar = nullptr;
-    VelaConvertMcuExpand* convertMcuExpand = nullptr;
+    Slot<VelaConvertMcuExpand> convertMcuExpand = {};
 
     constexpr int32_t planes() const {
         int32_t count = 0;
@@ -164,10 +171,10 @@ consteval bool isComplete(const ColorFormat& format) {
            (format.componentCount == 3 ||
             (format.componentCount == 1 && single && format.subsampling == ENC_SUBSAMPLE_444)) &&
            (format.subsamplingRule == SubsamplingRule::chosen ||
-            subsamplingOf(format.subsampling) != nullptr) &&
-           (format.convertMcu != nullptr) == single && (format.copyExpand != nullptr) == single &&
+            isSubsampling(format.subsampling)) &&
+           (format.convertMcu != nullptr) == single && format.copyExpand.isFilled() == single &&
            (format.convertMcuPlanar == nullptr) == single &&
-           (format.convertMcuExpand == nullptr) == single &&
+           format.convertMcuExpand.isFilled() != single &&
            (single || format.subsamplingRule == SubsamplingRule::required);
 }
 

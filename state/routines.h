@@ -1,6 +1,7 @@
 // The kernels that exist per instruction set, and the table through which everything calls them.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "vela/primitives.h"
@@ -38,9 +39,25 @@ inline constexpr int32_t kPackerSlack = 64; // kernels may store a whole registe
 
 inline constexpr int32_t kSubsamplingCount = 3; // kSubsamplings, state/color_format.h
 
+/// A routine or none. Which of the two is kept beside its address: with GCC's UndefinedBehaviorSanitizer a
+/// comparison of that with null is no constant expression.
+template <class Routine>
+class Slot {
+public:
+    constexpr Slot() = default;
+    constexpr Slot(std::nullptr_t) {}
+    constexpr Slot(Routine* routine) : routine_(routine), filled_(true) {}
+    constexpr operator Routine*() const { return routine_; }
+    constexpr bool isFilled() const { return filled_; }
+
+private:
+    Routine* routine_ = nullptr;
+    bool filled_ = false;
+};
+
 /// One pixel layout's input of whole MCUs, by subsampling: 4:4:4, 4:2:2, 4:2:0.
-using SinglePlaneInput = VelaConvertMcu* [kSubsamplingCount];
-using PlanesInput = VelaConvertMcuPlanar* [kSubsamplingCount];
+using SinglePlaneInput = Slot<VelaConvertMcu>[kSubsamplingCount];
+using PlanesInput = Slot<VelaConvertMcuPlanar>[kSubsamplingCount];
 
 /// The slots that the formats' rows point at (state/color_format.h). Null: in a table of vector kernels,
 /// that the plain routine serves; in the plain table, that there is no such input.
