@@ -1,5 +1,5 @@
 #!/bin/bash
-# Usage: scripts/bench.sh [--arm] [--scaling] [--kernels] [--easy] [--batch] [--python] [PICTURES] [-- OPTIONS]
+# Usage: scripts/bench.sh [--arm] [--scaling] [--kernels] [--easy] [--batch] [--python] [--gstreamer] [PICTURES] [-- OPTIONS]
 # Builds the benchmark, installing first what that needs and this machine lacks, and compares Vela
 # JPEG with TurboJPEG on PICTURES (PNG, PPM or PGM), or on a generated one where there are none.
 #   --arm      also counts the instructions that both execute per pixel on emulated ARMv7 and AArch64
@@ -8,12 +8,13 @@
 #   --easy     the easy layer alone: its conversions beside the core, its threads beside one
 #   --batch    the command on 200 files beside cjpeg in a loop, mogrify and ffmpeg: files per second
 #   --python   the Python package beside Pillow and OpenCV: milliseconds per picture
+#   --gstreamer  the GStreamer element beside jpegenc: milliseconds per frame
 #   OPTIONS    go to velajpeg_bench: --quick, --isa avx2, --qualities 75,90, ... (--help lists them)
 # Tables, JSON and a chart are written to build/bench/results.
 set -euo pipefail
 source "$(dirname "$0")/common.sh"
 
-arm='' scaling='' kernels='' easy='' batch='' python='' pictures=() options=()
+arm='' scaling='' kernels='' easy='' batch='' python='' gstreamer='' pictures=() options=()
 while (($#)); do
     case $1 in
         --arm) arm=yes ;;
@@ -22,11 +23,12 @@ while (($#)); do
         --easy) easy=yes ;;
         --batch) batch=yes ;;
         --python) python=yes ;;
+        --gstreamer) gstreamer=yes ;;
         --)
             options=("${@:2}")
             break
             ;;
-        -*) die "usage: scripts/bench.sh [--arm] [--scaling] [--kernels] [--easy] [--batch] [--python] [PICTURES] [-- OPTIONS]" ;;
+        -*) die "usage: scripts/bench.sh [--arm] [--scaling] [--kernels] [--easy] [--batch] [--python] [--gstreamer] [PICTURES] [-- OPTIONS]" ;;
         *)
             [[ -r $1 && ! -d $1 ]] || die "cannot read $1"
             pictures+=("$(realpath "$1")")
@@ -42,6 +44,8 @@ mkdir -p "$results"
 build_for_host() {
     require_packages "${build_packages[@]}" libturbojpeg0-dev libbenchmark-dev nlohmann-json3-dev
     [[ -z $python ]] || require_packages python3-dev pybind11-dev python3-numpy python3-pil python3-opencv
+    [[ -z $gstreamer ]] || require_packages pkg-config libgstreamer-plugins-base1.0-dev \
+        gstreamer1.0-plugins-base gstreamer1.0-plugins-good
     say "building in $build"
     (cd "$root" && cmake --preset bench && cmake --build --preset bench) >&2
 }
@@ -214,12 +218,15 @@ count_files() {
 }
 
 build_for_host
-if [[ $easy$batch$python ]]; then
+if [[ $easy$batch$python$gstreamer ]]; then
     [[ -z $easy ]] ||
         "$build/bench/easy_bench" --json "$results/easy.json" "${pictures[@]}" | tee "$results/easy.txt"
     [[ -z $python ]] ||
         PYTHONPATH=$build/python /usr/bin/python3 "$root/bench/python_bench.py" "${pictures[@]}" |
         tee "$results/python.txt"
+    [[ -z $gstreamer ]] ||
+        GST_PLUGIN_PATH=$build/gstreamer GST_REGISTRY=$build/gstreamer/registry.bin \
+            "$build/bench/gstreamer_bench" "${pictures[@]}" | tee "$results/gstreamer.txt"
     [[ -z $batch ]] || count_files | tee "$results/batch.txt"
     say "the results are in $results"
     exit
