@@ -59,9 +59,18 @@ inline void adjustLuma(const uint8_t* y, const uint8_t* cb, const uint8_t* cr, b
             out[x] =
                 sample(luma * (y[x] - black) + lumaCb * (cb[x] - 128) + lumaCr * (cr[x] - 128));
     } else {
-        for (int32_t x = 0; x < width; x++)
-            out[x] = sample(luma * (y[x] - black) + lumaCb * (cb[x / 2] - 128) +
-                            lumaCr * (cr[x / 2] - 128));
+        constexpr int32_t kPairs = 64;
+        int32_t ofChroma[2 * kPairs]; // for each pixel: of cb[x / 2] no vector code is made
+        for (int32_t start = 0; start < width; start += 2 * kPairs) {
+            const int32_t count = width - start < 2 * kPairs ? width - start : 2 * kPairs;
+            for (int32_t i = 0; i < (count + 1) / 2; i++) {
+                const int32_t at = start / 2 + i;
+                ofChroma[2 * i] = ofChroma[2 * i + 1] =
+                    lumaCb * (cb[at] - 128) + lumaCr * (cr[at] - 128);
+            }
+            for (int32_t x = 0; x < count; x++)
+                out[start + x] = sample(luma * (y[start + x] - black) + ofChroma[x]);
+        }
     }
 }
 
