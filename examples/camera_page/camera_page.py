@@ -327,7 +327,10 @@ class Device:
         self.descriptor = os.open(path, os.O_RDWR | os.O_NONBLOCK)
 
     def control(self, number, argument):
-        fcntl.ioctl(self.descriptor, number, argument)
+        while True:
+            with contextlib.suppress(InterruptedError):  # by a signal
+                fcntl.ioctl(self.descriptor, number, argument)
+                return
 
     def map(self, length, offset):
         return mmap.mmap(self.descriptor, length, mmap.MAP_SHARED, mmap.PROT_READ, offset=offset)
@@ -876,6 +879,7 @@ async function poll() {
     lost = false;
   } catch {
     lost = true;
+    for (const id of ["fps", "bytes", "ms", "used", "viewers"]) $(id).textContent = "–";
     if (!$("note").textContent) $("note").textContent = "The camera's program does not answer.";
   }
   setTimeout(poll, 500);
@@ -948,7 +952,7 @@ def serve(options, source):
         name: getattr(options, name) for name in ("range", "matrix") if getattr(options, name)}}
     broadcast = Broadcast(source, options.settings, geometry, threads=options.threads)
     with Server(options.bind, options.port, broadcast) as server:
-        threading.Thread(target=server.serve_forever, daemon=True).start()
+        threading.Thread(target=server.serve_forever, args=[0.1], daemon=True).start()
         broadcast.thread.start()
         print(f"{source.model}, {source.layout} {source.size[0]} x {source.size[1]}: {server.url()}", flush=True)
         try:
