@@ -26,6 +26,7 @@ import random
 import select
 import signal
 import socket
+import socketserver
 import stat
 import struct
 import sys
@@ -638,6 +639,9 @@ class Server(http.server.ThreadingHTTPServer):
         self.broadcast = broadcast
         super().__init__((address, port), Handler)
 
+    def server_bind(self):  # without asking for the address's name, whose answer may take long
+        socketserver.TCPServer.server_bind(self)
+
     def url(self):
         address, port = self.server_address[:2]
         return f"http://[{address}]:{port}/" if ":" in address else f"http://{address}:{port}/"
@@ -651,13 +655,14 @@ class Handler(http.server.BaseHTTPRequestHandler):
     timeout = 30  # seconds for a request to come, or for a frame to be taken
     server_version = "camera_page"
     BOUNDARY = b"--frame\r\n"
+    NOT_OURS = "this page is served by the machine's addresses and its own name alone"
 
     def do_GET(self):
         answers = {"/": self.answer_page, "/stream": self.answer_stream, "/still.jpg": self.answer_still,
                    "/state": self.answer_state}
         answer = answers.get(self.path.partition("?")[0])
         if not self.host_is_ours():
-            self.send_text(403, "this page is not served by that name")
+            self.send_text(403, self.NOT_OURS)
         elif answer:
             answer()
         else:
@@ -666,7 +671,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
     def do_POST(self):
         # A page of somebody else's can send a form here, but not JSON.
         if not self.host_is_ours():
-            self.send_text(403, "this page is not served by that name")
+            self.send_text(403, self.NOT_OURS)
         elif self.path != "/settings":
             self.send_text(404, "there is no such page")
         elif self.headers.get_content_type() != "application/json":
@@ -681,7 +686,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
         with contextlib.suppress(ValueError):
             return bool(ipaddress.ip_address(name))
         ours = socket.gethostname().lower()
-        return name.lower() in ("localhost", ours, ours + ".local", self.server.server_name.lower())
+        return name.lower() in ("localhost", ours, ours + ".local")
 
     def answer_page(self):
         self.send(200, "text/html; charset=utf-8", PAGE.encode())

@@ -275,6 +275,8 @@ class Stream(unittest.TestCase):
             self.assertEqual(page.post(good, Host="localhost:1")[0], 200)
             with self.assertRaises(ConnectionRefusedError):  # of this machine's addresses one alone
                 socket.create_connection(("127.0.0.2", page.port))
+            self.addCleanup(page.connect().close)  # the program's end does not wait for who looks
+            page.until(lambda state: state["viewers"] == 1)
 
 
 class Files(unittest.TestCase):
@@ -617,7 +619,14 @@ class Browser(unittest.TestCase):
             complaints = [entry["message"] for entry in self.browser.get_log("browser")]
             self.assertEqual([one for one in complaints if page.url in one], [])
 
-            self.browser.get("about:blank")  # who has gone is not waited for
+            # A page that nobody sees asks for no frames.
+            shown = self.browser.current_window_handle
+            self.browser.switch_to.new_window("tab")
+            page.until(lambda state: state["viewers"] == 0)
+            self.browser.close()
+            self.browser.switch_to.window(shown)
+            page.until(lambda state: state["viewers"] == 1)
+            self.browser.get("about:blank")
             page.until(lambda state: state["viewers"] == 0)
 
     def test_a_source_that_fails(self):
