@@ -93,6 +93,7 @@ ppm() { cat <(echo "P6 ${size/x/ } 255") -; }
 encode --demo -o demo.jpg && decode demo.jpg >demo.ppm
 check grep -qaP '[\xF0-\xFF]{2}[\0-\x10]' <(pamcut 60 60 1 1 demo.ppm) # the yellow bar
 check cmp <(encode --demo --progressive -o - | decode) demo.ppm
+check cmp <(encode --demo --size 720x400 -q 85 -o -) "$source_tree/docs/demo.jpg" # as README.md shows it
 check cmp <(encode --demo -r 7B -o - | decode) demo.ppm
 check grep -qaP '\xFF\xDD\x00\x04\x00\x07' <(encode --demo -r 7B -o -)
 check grep -qaP '\xFF\xDD\x00\x04\x00\x50' <(encode --demo -r 2 -o -)
