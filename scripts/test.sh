@@ -23,6 +23,7 @@ require_packages "${build_packages[@]}" clang clang-format libclang-rt-dev llvm 
     mypy pybind11-dev python3-build python3-dev python3-numpy python3-pil python3-pytest python3-setuptools \
     python3-venv python3-wheel \
     chromium chromium-driver python3-selenium \
+    build-essential debhelper debootstrap dh-python libpython3-dev lintian \
     libgstreamer-plugins-base1.0-dev gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good \
     g++-arm-linux-gnueabihf g++-aarch64-linux-gnu g++-s390x-linux-gnu g++-i686-linux-gnu \
     qemu-user googletest \
