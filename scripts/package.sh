@@ -1,11 +1,11 @@
 #!/bin/bash
 # Usage: scripts/package.sh [--check] [--cross ARCHITECTURE]..
-# Builds the Debian packages of the files here into build/packages, installing first what that needs, and has
-# lintian look at them.
+# Builds the Debian packages of the files here into build/packages, without those of debugging symbols,
+# installing first what that needs, and has lintian look at them.
 #   --check  also installs them in a bare Debian made by debootstrap, runs debian/tests there and removes
 #            them again; says so and leaves it out where this machine does not allow it (it needs root)
-#   --cross  (root) instead for another architecture, such as armhf or arm64: in a Debian made by debootstrap,
-#            where the command is then run under emulation
+#   --cross  (root) instead for another architecture, such as armhf or arm64, into a folder of its name there: in a
+#            Debian made by debootstrap, where the command is then run under emulation
 set -euo pipefail
 source "$(dirname "$0")/common.sh"
 cd "$root"
@@ -29,6 +29,7 @@ project_version=$(sed -nE 's/^project\(velajpeg VERSION ([0-9.]+).*/\1/p' CMakeL
 packages=(libvelajpeg1 libvelajpeg-easy1 libvelajpeg-dev velajpeg python3-velajpeg gstreamer1.0-velajpeg)
 results=$root/build/packages
 work=$root/build/package
+options=noautodbgsym
 tree=$work/velajpeg-$version
 
 # What belongs to the project, as it is here: with git all but ignored files.
@@ -89,9 +90,9 @@ build_here() {
         nlohmann-json3-dev pkg-config pybind11-dev libpython3-dev libgstreamer-plugins-base1.0-dev python3
     copy_tree
     say "building the packages"
-    (cd "$tree" && dpkg-buildpackage -us -uc -b) >"$work/build.log" 2>&1 ||
+    (cd "$tree" && DEB_BUILD_OPTIONS=$options dpkg-buildpackage -us -uc -b) >"$work/build.log" 2>&1 ||
         { tail -40 "$work/build.log" && die "the build failed ($work/build.log)"; }
-    rm -f "$results"/*
+    rm -f "$results"/*_*
     mv "$work"/*_"$version"_* "$results"
     look_over "$results"/*.changes
 }
@@ -103,7 +104,6 @@ check_packages() {
     fresh_bare check || return 0
     mkdir "$fresh/packages"
     cp "$results"/*.deb "$tree/debian/tests"/* "$fresh/packages"
-    rm "$fresh"/packages/*-dbgsym_*
     # Those of the tests, without our own; then ours.
     depends=$(sed -nE 's/^Depends: //p' "$tests/control" | tr -d ',' | xargs -n1 | grep -v velajpeg | sort -u)
     say "installing the packages in a bare Debian"
@@ -143,18 +143,19 @@ build_cross() {
         cd /velajpeg && apt-get -qq build-dep -y -a $architecture ." >"$work/cross.log" 2>&1 ||
         { tail -20 "$work/cross.log" && die "what the build needs could not be installed ($work/cross.log)"; }
     say "$architecture: building"
-    inside "$fresh" sh -ec "cd /velajpeg && dpkg-buildpackage -a $architecture -us -uc -b" >>"$work/cross.log" 2>&1 ||
+    inside "$fresh" sh -ec "cd /velajpeg
+        DEB_BUILD_OPTIONS=$options dpkg-buildpackage -a $architecture -us -uc -b" >>"$work/cross.log" 2>&1 ||
         { tail -40 "$work/cross.log" && die "the build failed ($work/cross.log)"; }
-    mkdir -p "$results"
-    rm -f "$results"/*_"$architecture".*
-    cp "$fresh"/*_"$version"_"$architecture".* "$results"
-    look_over "$results"/*_"$architecture".changes
+    rm -rf "${results:?}/$architecture"
+    mkdir -p "$results/$architecture"
+    cp "$fresh"/*_"$version"_"$architecture".* "$results/$architecture"
+    look_over "$results/$architecture"/*.changes
     say "$architecture: running the command"
     inside "$fresh" sh -ec "apt-get -qq install -y --no-install-recommends /velajpeg_*.deb >/dev/null 2>&1
         $emulator /usr/bin/velajpeg --demo --size 720x400 -q 85 --quiet -o /demo.jpg"
     cmp "$fresh/demo.jpg" docs/demo.jpg
     triplet=$(dpkg-architecture -f -a"$architecture" -q DEB_HOST_MULTIARCH 2>/dev/null)
-    dpkg -c "$results"/python3-velajpeg_*_"$architecture".deb | grep -q "$triplet.so" ||
+    dpkg -c "$results/$architecture"/python3-velajpeg_*.deb | grep "$triplet.so" >/dev/null ||
         die "the Python package's extension is not named for $triplet"
     rm -rf --one-file-system "$fresh"
 }
@@ -169,4 +170,4 @@ else
     [[ -z $check ]] || check_packages
 fi
 say "the packages are in ${results#"$PWD"/}"
-(cd "$results" && printf '%s\n' *.deb | grep -v dbgsym)
+(cd "$results" && find . -name '*.deb' -printf '%P\n' | sort)

@@ -6,7 +6,7 @@ set -euo pipefail
 cd "$(dirname "$0")/../.."
 
 wrong=0
-for page in *.md docs/*.md examples/*/*.md; do
+for page in *.md docs/*.md examples/*/*.md python/*.md gstreamer/*.md; do
     perl -0777 -ne '
         use File::Basename;
         my ($page, $wrong) = ($ARGV, 0);
