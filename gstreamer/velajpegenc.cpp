@@ -163,9 +163,9 @@ gboolean decideAllocation(GstVideoEncoder* base, GstQuery* query) {
 }
 
 /// The caps that go out: of the first frame, and where a crop or a setting has changed what they say.
-bool agreeOnOutput(GstVelaJpegEnc* self, const StreamShape& shape) {
+GstFlowReturn agreeOnOutput(GstVelaJpegEnc* self, const StreamShape& shape) {
     if (self->output == shape)
-        return true;
+        return GST_FLOW_OK;
     GstCaps* const caps = gst_caps_new_simple("image/jpeg", "parsed", G_TYPE_BOOLEAN, TRUE,
                                               "sof-marker", G_TYPE_INT, shape.progressive ? 2 : 0,
                                               nullptr); // the n of SOFn in ITU-T T.81
@@ -178,9 +178,10 @@ bool agreeOnOutput(GstVelaJpegEnc* self, const StreamShape& shape) {
     gst_video_codec_state_unref(state);
     self->pool->expect(gsize(shape.width) * gsize(shape.height) / 4);
     if (!gst_video_encoder_negotiate(base))
-        return false;
+        return GST_PAD_IS_FLUSHING(GST_VIDEO_ENCODER_SRC_PAD(self)) ? GST_FLOW_FLUSHING
+                                                                    : GST_FLOW_NOT_NEGOTIATED;
     self->output = shape;
-    return true;
+    return GST_FLOW_OK;
 }
 
 // --------------------------------------------------------------------------------------- frames
@@ -247,8 +248,10 @@ GstFlowReturn afterFailure(GstVelaJpegEnc* self, int32_t status, const VelaOptio
 
 GstFlowReturn encode(GstVelaJpegEnc* self, const VelaImage& image, const Settings& settings,
                      GstVideoCodecFrame* frame) {
-    if (!agreeOnOutput(self, {image.width, image.height, settings.progressive != FALSE}))
-        return GST_FLOW_NOT_NEGOTIATED;
+    const GstFlowReturn agreed =
+        agreeOnOutput(self, {image.width, image.height, settings.progressive != FALSE});
+    if (agreed != GST_FLOW_OK)
+        return agreed;
 
     VelaOptions options = settings.options();
     self->tags->set(options);

@@ -1,6 +1,7 @@
 // A stream of frames: what changes on the way, and what the buffers that come out are like.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <set>
 #include <thread>
 

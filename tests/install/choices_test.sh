@@ -30,6 +30,10 @@ libraries() { # FOLDER: their names, a version as N
         sed -E 's/[0-9]+/N/g' | LC_ALL=C sort | tr '\n' ' '
 }
 are() { [[ $(libraries "$1") == "$2" ]] || { echo "$1 has $(libraries "$1")"; return 1; }; }
+has_element() { # PREFIX: one that GStreamer loads, the libraries where they are installed
+    GST_REGISTRY=$tmp/registry-$1 GST_PLUGIN_PATH=$(dirname "$(find "$1" -name libgstvelajpeg.so)") \
+        gst-inspect-1.0 velajpegenc
+}
 prints_version() { [[ $("$@") == 1.* ]]; }
 
 mkdir user part
@@ -80,6 +84,9 @@ for choice in "both:$static$shared" "ON:$shared" "OFF:$static"; do
     check grep -qx 'CMAKE_BUILD_TYPE:STRING=Release' "$name/CMakeCache.txt"
     check cmake --install "$name" --prefix "$tmp/prefix-$name"
     check are "prefix-$name" "${expected//X/libvelajpeg-easy}${expected//X/libvelajpeg}"
+    if [[ -e $name/gstreamer ]]; then # where Debian's packages for it are
+        check has_element "prefix-$name"
+    fi
     check cmake_in "user-$name" -S user -DCMAKE_PREFIX_PATH="$tmp/prefix-$name"
     check prints_version "user-$name/user"
     check prints_version "user-$name/easy"
