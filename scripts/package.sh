@@ -32,16 +32,18 @@ work=$root/build/package
 options=noautodbgsym
 tree=$work/velajpeg-$version
 
-# What belongs to the project, as it is here: with git all but ignored files.
+# What belongs to the project, as it is here: with git all but ignored files, without it all but builds.
 copy_tree() {
     rm -rf "$tree"
     mkdir -p "$tree" "$results"
-    if [[ -e .git ]]; then
-        git ls-files -z --cached --others --exclude-standard | xargs -0 ls -d 2>/dev/null |
-            tr '\n' '\0' | xargs -0 cp -P --parents -t "$tree"
+    if git rev-parse --git-dir >/dev/null 2>&1; then
+        git ls-files -z --cached --others --exclude-standard
     else
-        find . -path ./build -prune -o -type f -print0 | xargs -0 cp -P --parents -t "$tree"
-    fi
+        find . \( -name .git -o -name build -o -name dist -o -name '*.egg-info' -o -name __pycache__ \) -prune -o \
+            -type f -printf '%P\0'
+    fi | while IFS= read -r -d '' file; do
+        [[ ! -e $file ]] || printf '%s\0' "$file" # git knows files that were deleted here
+    done | xargs -0 cp -P --parents -t "$tree"
 }
 
 # DIRECTORY COMMAND..: in that Debian, with nothing of ours but what it needs to reach its packages.
