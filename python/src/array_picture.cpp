@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "arguments.h"
 #include "picture.h"
 
 namespace velajpeg_python {
@@ -81,6 +82,7 @@ void Picture::gather() {
 class ArrayReader {
 public:
     static Picture read(const py::object& array, const std::string& order) {
+        refuseMode(array);
         View view(array, "array");
         const auto& shape = view.shape();
         const size_t dimensions = view.dimensions();
@@ -107,6 +109,17 @@ public:
     }
 
 private:
+    /// Images of PIL whose samples are neither gray nor RGB look like those that are.
+    static void refuseMode(const py::object& array) {
+        if (PyObject_CheckBuffer(array.ptr()) || !py::hasattr(array, "mode"))
+            return;
+        const std::string mode = textOf(array.attr("mode"));
+        for (const char* const other : {"P", "PA", "CMYK", "YCbCr", "LAB", "HSV"})
+            if (mode == other)
+                throw py::value_error("array is an image of mode " + mode +
+                                      "; convert it to L, RGB or RGBA");
+    }
+
     /// False where the easy layer cannot read the pixels from where they are.
     static bool pointAt(VelaImage& image, const ScatteredPixels& pixels) {
         const int64_t rowBytes = int64_t{pixels.width} * pixels.samples;
@@ -134,8 +147,8 @@ private:
     }
 };
 
-Picture pictureOfArray(const py::object& array, const std::string& order) {
-    return ArrayReader::read(array, order);
+Picture pictureOfArray(const py::object& array, const py::object& order) {
+    return ArrayReader::read(array, stringArgument("order", order));
 }
 
 } // namespace velajpeg_python

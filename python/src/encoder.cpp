@@ -1,8 +1,13 @@
 #include "encoder.h"
 
+#include <algorithm>
 #include <cstring>
 #include <exception>
+#include <stdexcept>
 #include <utility>
+
+#include "arguments.h"
+#include "gil.h"
 
 namespace velajpeg_python {
 namespace {
@@ -10,7 +15,7 @@ namespace {
 using Turn = std::unique_lock<std::recursive_mutex>;
 
 Turn takeTurn(std::recursive_mutex& mutex) {
-    const py::gil_scoped_release others;
+    const OthersRun others;
     return Turn(mutex);
 }
 
@@ -27,11 +32,10 @@ public:
     NewBytes& operator=(const NewBytes&) = delete;
     ~NewBytes() { Py_XDECREF(bytes_); }
 
-    /// Without the GIL.
-    int take(const void* bytes, size_t count) {
+    int take(const void* bytes, size_t count, OthersRun& others) {
         const auto room = static_cast<size_t>(PyBytes_GET_SIZE(bytes_)) - used_;
         if (count > room) {
-            const py::gil_scoped_acquire mine;
+            const OthersRun::Pause mine(others);
             if (_PyBytes_Resize(&bytes_, static_cast<Py_ssize_t>((used_ + count) * 2)) != 0) {
                 PyErr_Clear(); // what the caller raises is that there is no memory
                 return 1;
@@ -58,14 +62,17 @@ struct Room {
     explicit Room(const py::object& object) {
         if (PyObject_GetBuffer(object.ptr(), &buffer, PyBUF_CONTIG) == 0)
             return;
+        if (!PyErr_ExceptionMatches(PyExc_BufferError) && !PyErr_ExceptionMatches(PyExc_ValueError))
+            throw py::error_already_set();
         PyErr_Clear();
-        throw py::type_error("into is read-only, or has gaps; a writable buffer is wanted");
+        throw py::type_error(
+            "into is read-only, has gaps or is released; a writable buffer is wanted");
     }
     Room(const Room&) = delete;
     Room& operator=(const Room&) = delete;
     ~Room() { PyBuffer_Release(&buffer); }
 
-    int take(const void* bytes, size_t count) {
+    int take(const void* bytes, size_t count, OthersRun&) {
         if (count > static_cast<size_t>(buffer.len) - used)
             return 1;
         std::memcpy(static_cast<uint8_t*>(buffer.buf) + used, bytes, count);
@@ -79,15 +86,22 @@ struct Room {
 
 /// A file, a socket's file, a response: what has a method write.
 struct Writer {
-    py::object object, write;
+    explicit Writer(const py::object& object)
+        : write(object.attr("write")),
+          raw(py::isinstance(object, py::module_::import("io").attr("RawIOBase"))) {}
+
+    py::object write;
+    bool raw; // says None where it would have to wait
     size_t used = 0;
     std::exception_ptr thrown{};
 
-    int take(const void* bytes, size_t count) {
-        const py::gil_scoped_acquire mine;
+    int take(const void* bytes, size_t count, OthersRun& others) {
+        const OthersRun::Pause mine(others);
         try {
             writeAll(static_cast<const char*>(bytes), count);
             return 0;
+        } catch (const abi::__forced_unwind&) {
+            OthersRun::sleepForGood();
         } catch (...) {
             thrown = std::current_exception();
             return 1;
@@ -96,10 +110,7 @@ struct Writer {
 
     void writeAll(const char* at, size_t count) {
         while (count > 0) {
-            const py::object result = write(py::bytes(at, count));
-            size_t taken = count;
-            if (PyLong_Check(result.ptr())) // files without a buffer may take less
-                taken = result.cast<size_t>();
+            const size_t taken = takenOf(write(py::bytes(at, count)), count);
             if (taken == 0 || taken > count)
                 throw py::value_error("into: write took " + std::to_string(taken) + " of " +
                                       std::to_string(count) + " bytes");
@@ -107,6 +118,15 @@ struct Writer {
             count -= taken;
             used += taken;
         }
+    }
+
+    size_t takenOf(const py::object& result, size_t count) const {
+        if (result.is_none())
+            return raw ? 0 : count;
+        if (!PyIndex_Check(result.ptr()) || PyBool_Check(result.ptr()))
+            throw py::type_error("into: write gave a " + typeOf(result) +
+                                 ", not None or the number of bytes that it took");
+        return static_cast<size_t>(std::max<int64_t>(0, nearestNumber(result)));
     }
 };
 
@@ -121,35 +141,62 @@ void throwError(int32_t status, const std::string& text) {
     throw py::error_already_set();
 }
 
-Encoder::Encoder() : encoder_(velaEncoderNew()) {
-    if (!encoder_)
+Encoder::Own::Own() : encoder(velaEncoderNew()), process(getpid()) {
+    if (!encoder)
         throw std::bad_alloc();
 }
 
+Encoder::Encoder() : own_(std::make_unique<Own>()) {
+    // pybind11's exceptions wait for ever in others.
+    if (PyInterpreterState_Get() != PyInterpreterState_Main())
+        throw std::runtime_error("velajpeg works in Python's main interpreter alone");
+}
+
+Encoder::~Encoder() {
+    if (own_->process != getpid())
+        static_cast<void>(own_.release());
+}
+
+Encoder::Own& Encoder::own() const {
+    if (own_->process != getpid()) {
+        auto fresh = std::make_unique<Own>();
+        static_cast<void>(own_.release());
+        own_ = std::move(fresh);
+    }
+    return *own_;
+}
+
 py::object Encoder::encode(Picture& picture, const Options& options, const py::object& into) {
-    if (options.c().maxBytes > 0)
+    if (options.c().maxBytes > 0) {
+        const OthersRun others;
         picture.gather();
-    const Turn turn = takeTurn(turn_);
+    }
+    const Turn turn = takeTurn(own().turn);
     if (into.is_none())
         return toBytes(picture, options);
     if (PyObject_CheckBuffer(into.ptr()) && !py::hasattr(into, "write"))
         return toBuffer(picture, options, into);
     if (py::hasattr(into, "write"))
         return toWriter(picture, options, into);
-    throw py::type_error("into is a " + py::type::of(into).attr("__name__").cast<std::string>() +
+    throw py::type_error("into is a " + typeOf(into) +
                          "; a writable buffer, or an object with a method write, is wanted");
 }
 
 /// velaEncode without the GIL, to what has take(bytes, count) as VelaWrite has.
 template <class Sink>
 int32_t Encoder::run(const Picture& picture, const Options& options, Sink& sink) {
-    const py::gil_scoped_release others;
+    OthersRun others;
+    struct Context {
+        Sink& sink;
+        OthersRun& others;
+    } context = {sink, others};
     return velaEncode(
-        encoder_.get(), &picture.image(), &options.c(),
-        [](void* context, const void* bytes, size_t count) {
-            return static_cast<Sink*>(context)->take(bytes, count);
+        own_->encoder.get(), &picture.image(), &options.c(),
+        [](void* where, const void* bytes, size_t count) {
+            const auto& to = *static_cast<Context*>(where);
+            return to.sink.take(bytes, count, to.others);
         },
-        &sink);
+        &context);
 }
 
 py::bytes Encoder::toBytes(const Picture& picture, const Options& options) {
@@ -174,7 +221,7 @@ py::int_ Encoder::toBuffer(const Picture& picture, const Options& options,
 
 py::int_ Encoder::toWriter(const Picture& picture, const Options& options,
                            const py::object& object) {
-    Writer writer{object, object.attr("write")};
+    Writer writer(object);
     const int32_t status = run(picture, options, writer);
     if (writer.thrown)
         std::rethrow_exception(writer.thrown);
@@ -185,13 +232,13 @@ py::int_ Encoder::toWriter(const Picture& picture, const Options& options,
 void Encoder::check(int32_t status) const {
     if (status == ENC_STATUS_OK)
         return;
-    const std::string text = velaErrorText(encoder_.get());
+    const std::string text = velaErrorText(own_->encoder.get());
     throwError(status, text.empty() ? velaStatusText(status) : text);
 }
 
 py::object Encoder::qualityUsed() const {
-    const Turn turn = takeTurn(turn_);
-    const int32_t quality = velaQualityUsed(encoder_.get());
+    const Turn turn = takeTurn(own().turn);
+    const int32_t quality = velaQualityUsed(own_->encoder.get());
     return quality < 0 ? py::object(py::none()) : py::object(py::int_(quality));
 }
 

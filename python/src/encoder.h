@@ -1,6 +1,8 @@
 // An encoder of the easy layer for Python: any thread may use it, one at a time gets its turn.
 #pragma once
 
+#include <sys/types.h>
+
 #include <memory>
 #include <mutex>
 
@@ -12,6 +14,9 @@ namespace velajpeg_python {
 class Encoder {
 public:
     Encoder();
+    ~Encoder();
+    Encoder(const Encoder&) = delete;
+    Encoder& operator=(const Encoder&) = delete;
 
     /// into: None for bytes of its own; a writable buffer; or what has a method write. The last two give the
     /// number of bytes of the stream. Other threads run while it encodes.
@@ -31,10 +36,18 @@ private:
     struct Delete {
         void operator()(VelaEncoder* encoder) const { velaEncoderDelete(encoder); }
     };
-    std::unique_ptr<VelaEncoder, Delete> encoder_;
-    /// Taken without the GIL, so that who waits for it keeps nobody from giving it back. Recursive: a writer that
-    /// uses the encoder which it writes for is refused by the easy layer.
-    mutable std::recursive_mutex turn_;
+    struct Own {
+        Own();
+        std::unique_ptr<VelaEncoder, Delete> encoder;
+        /// Taken without the GIL, so that who waits for it keeps nobody from giving it back. Recursive: a
+        /// writer that uses the encoder which it writes for is refused by the easy layer.
+        std::recursive_mutex turn;
+        pid_t process;
+    };
+    /// After a fork one of the new process: the threads of the old one are not there, nor is who has its turn;
+    /// so it is left as it is.
+    Own& own() const;
+    mutable std::unique_ptr<Own> own_;
 };
 
 /// Python's Error, with the status; ArgumentError for what the easy layer refuses to take.

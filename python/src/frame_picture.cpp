@@ -4,6 +4,7 @@
 #include <optional>
 #include <utility>
 
+#include "arguments.h"
 #include "picture.h"
 
 namespace velajpeg_python {
@@ -71,7 +72,7 @@ int64_t rowsOf(const FrameFormat& format, int plane, int64_t height) {
 }
 
 std::string words(const py::object& object) {
-    return lowered(py::str(object).cast<std::string>());
+    return lowered(textOf(object));
 }
 
 VelaRange rangeOf(const py::object& range) {
@@ -102,10 +103,9 @@ public:
         for (size_t i = 0; i < 2; ++i) {
             if (!PyIndex_Check(py::object(size[py::int_(i)]).ptr()))
                 throw py::type_error(wanted);
-            sides[i] = py::int_(py::object(size[py::int_(i)])).cast<int64_t>();
+            sides[i] = nearestNumber(py::object(size[py::int_(i)]));
             if (sides[i] < 1 || sides[i] > 65535)
-                throw py::value_error(std::string(wanted) + ", not " +
-                                      py::str(size).cast<std::string>());
+                throw py::value_error(std::string(wanted) + ", not " + textOf(size));
         }
         image().format = format.format;
         image().width = static_cast<int32_t>(sides[0]);
@@ -176,7 +176,7 @@ private:
     static int64_t strideOf(const py::object& stride) {
         if (!PyIndex_Check(stride.ptr()))
             throw py::type_error("strides must be whole numbers of bytes");
-        const auto bytes = py::int_(stride).cast<int64_t>();
+        const int64_t bytes = nearestNumber(stride);
         if (bytes < 1 || bytes > INT32_MAX)
             throw py::value_error("strides has " + std::to_string(bytes) +
                                   ", not 1 to 2147483647 bytes");
@@ -253,10 +253,10 @@ private:
     Picture picture_;
 };
 
-Picture pictureOfFrame(const py::object& planes, const std::string& format, const py::object& size,
+Picture pictureOfFrame(const py::object& planes, const py::object& format, const py::object& size,
                        const py::object& strides, const py::object& range,
                        const py::object& matrix) {
-    FrameReader reader(formatOf(format), size);
+    FrameReader reader(formatOf(stringArgument("format", format)), size);
     reader.image().range = rangeOf(range);
     reader.image().matrix = matrixOf(matrix);
     reader.setStrides(strides);

@@ -10,14 +10,14 @@ std::string versionText() {
            std::to_string(version & 0xFF);
 }
 
-py::object encodeArray(Encoder& encoder, const py::object& array, const std::string& order,
+py::object encodeArray(Encoder& encoder, const py::object& array, const py::object& order,
                        const py::object& into, const py::dict& options) {
     const Options checked(options);
     Picture picture = pictureOfArray(array, order);
     return encoder.encode(picture, checked, into);
 }
 
-py::object encodeFrame(Encoder& encoder, const py::object& planes, const std::string& format,
+py::object encodeFrame(Encoder& encoder, const py::object& planes, const py::object& format,
                        const py::object& size, const py::object& strides, const py::object& range,
                        const py::object& matrix, const py::object& into, const py::dict& options) {
     const Options checked(options);

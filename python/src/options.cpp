@@ -8,38 +8,18 @@
 namespace velajpeg_python {
 namespace {
 
-std::string typeOf(const py::object& value) {
-    return py::type::of(value).attr("__name__").cast<std::string>();
-}
-
-[[noreturn]] void refuseType(const std::string& name, const char* wanted, const py::object& value) {
-    throw py::type_error(name + " must be " + wanted + ", not " + typeOf(value));
-}
-
 /// What does not fit becomes the nearest that does: the easy layer names the range that it wants.
 template <class Number>
 Number wholeNumber(const std::string& name, const py::object& value) {
     if (!PyIndex_Check(value.ptr()) || PyBool_Check(value.ptr()))
         refuseType(name, "a whole number", value);
-    const py::int_ number = py::reinterpret_steal<py::int_>(PyNumber_Index(value.ptr()));
-    if (!number)
-        throw py::error_already_set();
-    int overflow = 0;
-    const long long wide = PyLong_AsLongLongAndOverflow(number.ptr(), &overflow);
-    if (wide == -1 && PyErr_Occurred())
-        throw py::error_already_set();
-    const long long nearest = overflow < 0   ? std::numeric_limits<long long>::min()
-                              : overflow > 0 ? std::numeric_limits<long long>::max()
-                                             : wide;
-    constexpr auto most = std::numeric_limits<Number>::max();
-    return static_cast<Number>(std::clamp<long long>(nearest, std::numeric_limits<Number>::min(),
-                                                     sizeof(Number) < sizeof(long long)
-                                                         ? static_cast<long long>(most)
-                                                         : std::numeric_limits<long long>::max()));
+    return static_cast<Number>(std::clamp<int64_t>(nearestNumber(value),
+                                                   std::numeric_limits<Number>::min(),
+                                                   std::numeric_limits<Number>::max()));
 }
 
 VelaSubsampling subsamplingOf(const py::object& value) {
-    std::string name = py::str(value).cast<std::string>();
+    std::string name = textOf(value);
     name.erase(std::remove(name.begin(), name.end(), ':'), name.end());
     if (name == "444")
         return VELA_SUBSAMPLING_444;
@@ -47,7 +27,7 @@ VelaSubsampling subsamplingOf(const py::object& value) {
         return VELA_SUBSAMPLING_422;
     if (name == "420")
         return VELA_SUBSAMPLING_420;
-    throw py::value_error("subsampling is " + py::repr(value).cast<std::string>() +
+    throw py::value_error("subsampling is " + textOf(py::repr(value)) +
                           ", not None, '444', '422' or '420'");
 }
 
@@ -108,9 +88,11 @@ void Options::set(const std::string& name, const py::object& value) {
     } else if (name == "comment") {
         if (value.is_none())
             return;
-        if (!py::isinstance<py::str>(value))
-            refuseType(name, "a str", value);
-        comment_ = value.cast<std::string>();
+        comment_ = stringArgument(name, value);
+        if (!PyUnicode_AsUTF8AndSize(value.ptr(), nullptr)) {
+            PyErr_Clear();
+            throw py::value_error("comment has surrogates, which are no text in UTF-8");
+        }
         if (comment_.find('\0') != std::string::npos)
             throw py::value_error("comment has a null character");
         options_.comment = comment_.c_str();
@@ -153,8 +135,7 @@ void Options::setDensity(const py::object& value) {
         parts = py::tuple(value);
     if (parts.size() != 2 && parts.size() != 3)
         throw py::type_error(wanted);
-    const std::string unit =
-        parts.size() == 2 ? "inch" : py::str(py::object(parts[2])).cast<std::string>();
+    const std::string unit = parts.size() == 2 ? "inch" : textOf(parts[2]);
     if (unit != "inch" && unit != "cm" && unit != "aspect")
         throw py::value_error(std::string(wanted) + ", not '" + unit + "'");
     options_.densityUnits = unit == "inch" ? 1 : unit == "cm" ? 2 : 0;
@@ -163,10 +144,15 @@ void Options::setDensity(const py::object& value) {
         const py::object part = parts[i];
         if (!PyNumber_Check(part.ptr()))
             throw py::type_error(wanted);
-        const double number = py::float_(part).cast<double>();
+        double number = PyFloat_AsDouble(part.ptr());
+        if (PyErr_Occurred()) {
+            if (!PyErr_ExceptionMatches(PyExc_OverflowError))
+                throw py::type_error(wanted);
+            PyErr_Clear();
+            number = HUGE_VAL;
+        }
         if (!(number >= 0.5 && number < 65535.5))
-            throw py::value_error("density is " + py::repr(value).cast<std::string>() +
-                                  ", not 1 to 65535");
+            throw py::value_error("density is " + textOf(py::repr(value)) + ", not 1 to 65535");
         *sides[i] = static_cast<int32_t>(std::lround(number));
     }
 }

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "arguments.h"
 #include "vela/easy.h"
 #include "view.h"
 

@@ -31,10 +31,10 @@ private:
 };
 
 /// Of an array (h, w), (h, w, 1), (h, w, 3) or (h, w, 4); order names the channels of the last two.
-Picture pictureOfArray(const py::object& array, const std::string& order);
+Picture pictureOfArray(const py::object& array, const py::object& order);
 
 /// Of a camera frame: one buffer for all planes, or a list or tuple with one for each.
-Picture pictureOfFrame(const py::object& planes, const std::string& format, const py::object& size,
+Picture pictureOfFrame(const py::object& planes, const py::object& format, const py::object& size,
                        const py::object& strides, const py::object& range,
                        const py::object& matrix);
 

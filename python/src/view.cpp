@@ -3,12 +3,10 @@
 #include <algorithm>
 #include <utility>
 
+#include "arguments.h"
+
 namespace velajpeg_python {
 namespace {
-
-std::string textOf(const py::handle& object) {
-    return py::str(object).cast<std::string>();
-}
 
 /// What the object's own library calls its samples, else the name that the protocol has.
 std::string dtypeOf(const py::object& object, const std::string& protocolName) {
@@ -37,23 +35,42 @@ bool isByteFormat(const char* format) {
     return text == "B" || text == "c";
 }
 
+/// Of rows without gaps, in bytes.
+std::vector<int64_t> denseStrides(const std::vector<int64_t>& shape) {
+    std::vector<int64_t> strides(shape.size(), 1);
+    for (size_t i = shape.size(); i-- > 1;)
+        strides[i - 1] = static_cast<int64_t>(static_cast<uint64_t>(strides[i]) *
+                                              static_cast<uint64_t>(shape[i])); // checked later
+    return strides;
+}
+
+/// An entry of __array_interface__ that is a tuple of numbers.
+std::vector<int64_t> numbersOf(const py::object& entry) {
+    std::vector<int64_t> numbers;
+    for (const py::handle number : py::tuple(entry))
+        numbers.push_back(nearestNumber(number));
+    return numbers;
+}
+
 } // namespace
 
 View::View(const py::object& object, const std::string& name) : name_(name) {
     if (PyObject_CheckBuffer(object.ptr())) {
         useBuffer(object);
     } else if (py::hasattr(object, "__array_interface__")) {
-        const py::dict interface = object.attr("__array_interface__");
-        const std::string type = interface["typestr"].cast<std::string>();
-        if (type != "|u1") {
-            const py::tuple shape = interface["shape"];
-            refuseSamples(name_, dtypeOf(object, type), textOf(shape), imageMode(object));
-        }
         owner_ = object;
-        useArrayInterface(interface);
+        try {
+            useArrayInterface(object.attr("__array_interface__"));
+        } catch (py::error_already_set& error) {
+            if (!error.matches(PyExc_Exception))
+                throw;
+            const std::string text = name_ + ": its __array_interface__ is not what it should be";
+            py::raise_from(error, PyExc_ValueError, text.c_str());
+            throw py::error_already_set();
+        }
     } else {
         throw py::type_error(
-            name_ + " is a " + textOf(py::type::of(object).attr("__name__")) +
+            name_ + " is a " + typeOf(object) +
             "; an array is wanted, with the buffer protocol or __array_interface__");
     }
 }
@@ -76,10 +93,15 @@ void View::useBuffer(const py::object& object) {
         throw py::error_already_set();
     }
     shape_.assign(buffer_.shape, buffer_.shape + buffer_.ndim);
-    strides_.assign(buffer_.strides, buffer_.strides + buffer_.ndim);
     data_ = static_cast<const uint8_t*>(buffer_.buf);
-    if (buffer_.itemsize == 1 && isByteFormat(buffer_.format))
+    if (buffer_.itemsize == 1 && isByteFormat(buffer_.format)) {
+        // The arrays of ctypes have none, whatever they are asked for.
+        if (buffer_.strides)
+            strides_.assign(buffer_.strides, buffer_.strides + buffer_.ndim);
+        else
+            strides_ = denseStrides(shape_);
         return;
+    }
     const std::string dtype = dtypeOf(
         object, buffer_.format ? buffer_.format : std::to_string(buffer_.itemsize) + " bytes");
     const std::string shape = shapeText();
@@ -88,47 +110,48 @@ void View::useBuffer(const py::object& object) {
 }
 
 void View::useArrayInterface(const py::dict& interface) {
-    for (const py::handle extent : interface["shape"].cast<py::tuple>())
-        shape_.push_back(extent.cast<int64_t>());
+    const std::string type = textOf(interface["typestr"]);
+    if (type != "|u1")
+        refuseSamples(name_, dtypeOf(owner_, type), textOf(interface["shape"]), imageMode(owner_));
+    shape_ = numbersOf(interface["shape"]);
     const py::object strides = interface.attr("get")("strides");
-    if (strides.is_none()) {
-        strides_.assign(shape_.size(), 1);
-        for (size_t i = shape_.size(); i-- > 1;)
-            strides_[i - 1] = strides_[i] * shape_[i];
-    } else {
-        for (const py::handle stride : strides.cast<py::tuple>())
-            strides_.push_back(stride.cast<int64_t>());
-    }
-    const py::object data = interface.attr("get")("data");
-    const int64_t offset = interface.attr("get")("offset", 0).cast<int64_t>();
+    strides_ = strides.is_none() ? denseStrides(shape_) : numbersOf(strides);
+    const py::object data = interface["data"];
     if (py::isinstance<py::tuple>(data)) {
-        data_ = reinterpret_cast<const uint8_t*>(data.cast<py::tuple>()[0].cast<uintptr_t>());
+        const int64_t address = nearestNumber(py::object(data[py::int_(0)]));
+        const auto end = std::min<uint64_t>(UINTPTR_MAX, INT64_MAX);
+        if (address <= 0 || !staysWithin(address, static_cast<int64_t>(end)))
+            throw py::value_error(name_ + ": its __array_interface__ has shape " + shapeText() +
+                                  " and an address or strides that cannot be");
+        data_ = reinterpret_cast<const uint8_t*>(static_cast<uintptr_t>(address));
         return;
     }
+    const int64_t offset = nearestNumber(interface.attr("get")("offset", 0));
     if (PyObject_GetBuffer(data.ptr(), &buffer_, PyBUF_SIMPLE) != 0) {
         buffer_.obj = nullptr;
         throw py::error_already_set();
     }
-    data_ = static_cast<const uint8_t*>(buffer_.buf) + offset;
-    if (!staysWithin(offset)) {
+    if (!staysWithin(offset, buffer_.len)) {
         PyBuffer_Release(&buffer_);
         throw py::value_error(name_ + ": its __array_interface__ has " + shapeText() +
                               " samples beyond its data");
     }
+    data_ = static_cast<const uint8_t*>(buffer_.buf) + offset;
 }
 
-/// Whether all elements lie in buffer_, the first one at offset. In double, which has room for what does not.
-bool View::staysWithin(int64_t offset) const {
+/// Whether all elements lie in so many bytes, the first one at offset. In double, which has room for what
+/// does not.
+bool View::staysWithin(int64_t offset, int64_t bytes) const {
     if (strides_.size() != shape_.size() ||
         std::any_of(shape_.begin(), shape_.end(), [](int64_t extent) { return extent < 0; }))
         return false;
     if (std::find(shape_.begin(), shape_.end(), 0) != shape_.end())
-        return true;
+        return offset >= 0 && offset <= bytes;
     auto low = static_cast<double>(offset), high = low;
     for (size_t i = 0; i < shape_.size(); ++i)
         (strides_[i] < 0 ? low : high) +=
             static_cast<double>(strides_[i]) * static_cast<double>(shape_[i] - 1);
-    return low >= 0 && high < static_cast<double>(buffer_.len);
+    return low >= 0 && high < static_cast<double>(bytes);
 }
 
 int64_t View::count(size_t first) const {

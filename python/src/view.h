@@ -38,7 +38,7 @@ public:
 private:
     void useBuffer(const py::object& object);
     void useArrayInterface(const py::dict& interface);
-    bool staysWithin(int64_t offset) const;
+    bool staysWithin(int64_t offset, int64_t bytes) const;
 
     std::string name_;
     Py_buffer buffer_{}; // obj is null where there is none

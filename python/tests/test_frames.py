@@ -104,6 +104,8 @@ def test_limited_range_and_matrix(photo, matrix, weights):
 
 @pytest.mark.parametrize("change, error, words", [
     ({"format": "nv13"}, ValueError, "format is 'nv13', not one of gray8, .* nv12"),
+    ({"format": None}, TypeError, "format must be a str, not NoneType"),
+    ({"size": (2**70, 64)}, ValueError, r"size .* not \(1180591620717411303424, 64\)"),
     ({"size": (64, 0)}, ValueError, r"size .* not \(64, 0\)"),
     ({"size": 64}, TypeError, "size must be"),
     ({"size": (64.0, 48)}, TypeError, "size must be"),
@@ -112,6 +114,7 @@ def test_limited_range_and_matrix(photo, matrix, weights):
     ({"strides": 65}, ValueError, "planes has 4608 bytes; plane 1 of nv12 of 64 x 48 ends at 4679"),
     ({"strides": (64, 64, 64)}, ValueError, "strides has 3 numbers, the format has 2 planes"),
     ({"strides": "64"}, TypeError, "strides"),
+    ({"strides": (64, 2**70)}, ValueError, "strides has 9223372036854775807"),
     ({"strides": 2**40}, ValueError, "strides has 1099511627776"),
     ({"planes": bytes(4607)}, ValueError, "planes has 4607 bytes; plane 1 of .* ends at 4608"),
     ({"planes": numpy.zeros((73, 64), numpy.uint8)}, ValueError, r"shape \(73, 64\); .* \(72, 64 or more\)"),

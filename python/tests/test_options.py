@@ -1,6 +1,7 @@
 """Options, where the stream goes, and what happens when something fails."""
 
 import io
+import os
 import struct
 import sys
 
@@ -108,6 +109,22 @@ def test_into_a_writer(photo, tmp_path):
         assert len(broken.pieces) <= 2
 
 
+@pytest.mark.parametrize("given, error", [
+    (-1, ValueError), (2**70, ValueError), (True, TypeError), ("x", TypeError), (1.0, TypeError)])
+def test_writers_that_say_what_cannot_be(photo, given, error):
+    with pytest.raises(error, match="into: write"):
+        velajpeg.encode(photo, into=type("Odd", (), {"write": lambda self, data: given})())
+
+
+def test_a_file_that_does_not_wait_is_no_success(photo):
+    """Without a buffer it takes what there is room for, and then says None."""
+    reading, writing = os.pipe()
+    os.set_blocking(writing, False)
+    with open(reading, "rb"), open(writing, "wb", buffering=0) as file:
+        with pytest.raises(ValueError, match="into: write took 0 of"):
+            velajpeg.encode(numpy.tile(photo, (9, 9, 1)), quality=100, into=file)
+
+
 def test_a_writer_that_uses_its_encoder_is_refused(photo):
     encoder = velajpeg.Encoder()
 
@@ -131,6 +148,8 @@ def test_a_writer_that_uses_its_encoder_is_refused(photo):
     ("comment", b"x", TypeError), ("comment", "a\0b", ValueError), ("comment", "x" * 70000, velajpeg.ArgumentError),
     ("density", "x", TypeError), ("density", (1, 2, 3, 4), TypeError), ("density", 0, ValueError),
     ("density", (1, 2, "m"), ValueError), ("density", float("nan"), ValueError),
+    ("density", 1j, TypeError), ("density", 2**2000, ValueError), ("comment", "\ud800", ValueError),
+    ("subsampling", "\ud800", ValueError),
     ("orientation", 9, velajpeg.ArgumentError), ("orientation", 0, ValueError),
 ])
 def test_refused_options_name_themselves(photo, option, value, error):

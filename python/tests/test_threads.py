@@ -1,6 +1,8 @@
 """Several threads, and many pictures."""
 
 import concurrent.futures
+import subprocess
+import sys
 import threading
 import time
 
@@ -112,3 +114,83 @@ def test_many_fails_in_its_place_and_leaves_no_thread(where):
     assert not [t for t in threading.enumerate() if t.name.startswith("velajpeg")]
     with pytest.raises(ValueError, match="workers is -1"):
         velajpeg.encode_many([], workers=-1)
+    with pytest.raises(TypeError, match="workers must be a whole number, not str"):
+        velajpeg.encode_many([], workers="2")
+    with pytest.raises(TypeError, match="into"):
+        velajpeg.encode_many([], into=bytearray(9))
+
+
+def run(code, *words):
+    """A program of its own, which must end as programs do."""
+    preface = """
+import os, sys, threading, time
+import velajpeg
+array = memoryview(bytes(1000 * 1000 * 3)).cast("B", (1000, 1000, 3))
+class Writer:
+    def write(self, data):
+        time.sleep(0.0005)
+"""
+    subprocess.run([sys.executable, "-c", preface + code, *words], check=True, timeout=60)
+
+
+def test_daemon_threads_end_with_the_program():
+    """They come back from encoding, and from writers, when there is no interpreter any more."""
+    for _ in range(3):
+        run("""
+def encode(into):
+    while True:
+        velajpeg.encode(array, into=into)
+for into in None, Writer(), bytearray(99_999):
+    threading.Thread(target=encode, args=(into,), daemon=True).start()
+time.sleep(0.2)
+""")
+
+
+@pytest.mark.parametrize("then", ["encode", "drop", "exit"])
+def test_a_forked_process_goes_on(then):
+    """The encoder's threads are not there; another thread had its turn when the process was forked."""
+    run("""
+encoder = velajpeg.Encoder(threads=4)
+expected = encoder.encode(array)
+began = threading.Event()
+class Slow:
+    def write(self, data):
+        if not began.is_set():
+            began.set()
+            time.sleep(0.3)
+thread = threading.Thread(target=lambda: encoder.encode(array, into=Slow()))
+thread.start()
+began.wait()
+child = os.fork()
+if child == 0:
+    if sys.argv[1] == "encode":
+        os._exit(encoder.encode(array) != expected)
+    if sys.argv[1] == "drop":
+        del encoder
+        os._exit(0)
+    sys.exit(0)
+for _ in range(500):
+    pid, status = os.waitpid(child, os.WNOHANG)
+    if pid:
+        break
+    time.sleep(0.02)
+else:
+    os.kill(child, 9)
+    sys.exit("the child waits")
+thread.join()
+sys.exit(status != 0)
+""", then)
+
+
+def test_other_interpreters_are_refused():
+    """pybind11 cannot serve them: they would wait for ever."""
+    run("""
+import _xxsubinterpreters as interpreters
+other = interpreters.create()
+try:
+    interpreters.run_string(other, "import velajpeg; velajpeg.encode(bytes(9))")
+except interpreters.RunFailedError as error:
+    assert "main interpreter alone" in str(error)
+else:
+    sys.exit("accepted")
+""")

@@ -10,6 +10,7 @@ import velajpeg
 
 PROGRAM = """
 import io
+import numpy
 from typing import Iterator
 import velajpeg
 
@@ -17,6 +18,8 @@ array = memoryview(bytes(300)).cast("B", (10, 10, 3))
 stream: bytes = velajpeg.encode(array, quality=90, subsampling="444", density=(72, 72, "inch"))
 size: int = velajpeg.encode(array, into=bytearray(9999))
 size = velajpeg.encode_frame([bytes(100), bytes(25), bytes(25)], "i420", (10, 10), into=io.BytesIO())
+pixels = numpy.zeros((10, 10), numpy.uint8)
+size = velajpeg.encode(pixels, into=numpy.zeros(9999, numpy.uint8))
 encoder = velajpeg.Encoder(max_bytes=10_000, exif=b"")
 stream = encoder.encode_frame(bytes(150), size=(10, 10), range="limited", matrix=709)
 many: Iterator[bytes] = velajpeg.encode_many([array], workers=2, quality=50)

@@ -18,7 +18,13 @@ if TYPE_CHECKING:
     class Writer(Protocol):
         def write(self, data: bytes, /) -> Any: ...
 
-    Into = Union[WriteableBuffer, Writer]
+    class HasMemory(Protocol):
+        """numpy's arrays, to type checkers that do not know them as buffers."""
+
+        @property
+        def data(self) -> memoryview: ...
+
+    Into = Union[WriteableBuffer, HasMemory, Writer]
     Density = Union[float, tuple[float, float], tuple[float, float, str]]
 
 
@@ -27,7 +33,8 @@ class Encoder:
 
     The options are those of ``encode``, as are their defaults; each call may give others for itself alone.
     Any thread may use it, and other threads run while it encodes; pictures that come at the same time are
-    encoded one after another, so for more at once give each thread an encoder of its own.
+    encoded one after another, so for more at once give each thread an encoder of its own. A process that is
+    forked may go on with it.
     """
 
     def __init__(
@@ -145,8 +152,9 @@ def encode(
 
     array: uint8 samples of shape (h, w) or (h, w, 1) for gray, (h, w, 3) or (h, w, 4) for colour, 1 to 65535
         rows and columns; anything with the buffer protocol (numpy, memoryview) or ``__array_interface__``
-        (PIL). Strides are free: crops, flipped rows and BGR views of RGB are read where they are; columns
-        that are flipped or left out are brought together some rows at a time. It must not change meanwhile.
+        (PIL, of gray and RGB modes). Strides are free: crops, flipped rows and BGR views of RGB are read where
+        they are; columns that are flipped or left out are brought together some rows at a time. It must not
+        change meanwhile.
     quality: 0 (smallest file) to 100.
     subsampling: of chroma, '444', '422' or '420' (None).
     order: of the samples of a pixel: rgb, bgr (of four the last is left out), rgba, bgra, argb, abgr, or with
@@ -161,7 +169,8 @@ def encode(
     comment: text.
     density: dots per inch, or (x, y) of them, or (x, y, 'inch', 'cm' or 'aspect').
     orientation: 1 to 8 as Exif counts, not beside exif.
-    into: a writable buffer, or an object with a method ``write``, which is called while encoding goes on.
+    into: a writable buffer, or an object with a method ``write``, which is called while encoding goes on and
+        gives None or, where it takes less, the number of bytes that it took.
 
     Returns the stream, or with ``into`` the number of its bytes. Raises TypeError and ValueError, which name
     the argument; Error with the encoder's words and status; and what ``write`` raises. After a failure

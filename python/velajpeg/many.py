@@ -17,7 +17,7 @@ if TYPE_CHECKING:
 def encode_many(pictures: Iterable[Array], workers: int = 0, **options: Any) -> Iterator[bytes]:
     """Yields the JPEG stream of each picture, in their order, while the next ones are being encoded.
 
-    pictures: arrays as ``encode`` takes them; with ``format`` and ``size`` among the options frames as
+    pictures: arrays as ``encode`` takes them; with ``size`` (and ``format``) among the options frames as
         ``encode_frame`` takes them. It is asked for at most two pictures for each worker ahead of what has
         been yielded.
     workers: threads, 0 for as many as the machine has.
@@ -25,6 +25,10 @@ def encode_many(pictures: Iterable[Array], workers: int = 0, **options: Any) -> 
     What ``pictures`` or the encoding of one raises comes in that picture's place, and ends the generator. A
     generator that is closed waits for the pictures under way, and leaves no thread.
     """
+    if not hasattr(workers, "__index__"):
+        raise TypeError(f"workers must be a whole number, not {type(workers).__name__}")
+    if "into" in options:
+        raise TypeError("into is for one picture; encode_many yields bytes")
     if workers < 0:
         raise ValueError(f"workers is {workers}, not 0 or more")
     return _encoded(pictures, workers or os.cpu_count() or 1, options)
@@ -32,11 +36,12 @@ def encode_many(pictures: Iterable[Array], workers: int = 0, **options: Any) -> 
 
 def _encoded(pictures: Iterable[Array], workers: int, options: dict[str, Any]) -> Iterator[bytes]:
     own = threading.local()
+    are_frames = "format" in options or "size" in options
 
     def encode(picture: Any) -> bytes:
         if not hasattr(own, "encoder"):
             own.encoder = Encoder()
-        call = own.encoder.encode_frame if "format" in options else own.encoder.encode
+        call = own.encoder.encode_frame if are_frames else own.encoder.encode
         result: bytes = call(picture, **options)
         return result
 
