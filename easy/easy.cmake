@@ -3,6 +3,11 @@
 set(THREADS_PREFER_PTHREAD_FLAG ON)
 find_package(Threads REQUIRED)
 
+# What hardly any machine runs, where there are kernels, is small.
+if(instruction_sets)
+    set_source_files_properties(easy/colour/plain.cpp PROPERTIES COMPILE_OPTIONS $<$<CONFIG:Release>:-O2>)
+endif()
+
 velajpeg_object_library(velajpeg_easy_objects
     easy/band_source.cpp
     easy/colour/choice.cpp

@@ -2,11 +2,11 @@
 #pragma once
 
 #include <cstring>
-#ifdef __SSE4_1__
-#include <immintrin.h>
-#endif
 
 #include "cpu/isa.h"
+#ifdef __SSE4_1__
+#include "cpu/vectors_x86.h"
+#endif
 #include "easy/colour/routines.h"
 
 namespace vela::VELA_ISA {
@@ -18,23 +18,42 @@ struct Bytes {
     static constexpr int32_t kSize = size, kRed = red, kGreen = green, kBlue = blue;
 };
 
-/// Words of 16 bits as bytes of red, green, blue and one more.
-inline void widen565(const uint8_t* words, int32_t count, uint8_t* out) {
-    for (int32_t x = 0; x < count; x++) {
-        const int32_t v = words[2 * x] | words[2 * x + 1] << 8;
-        out[4 * x] = static_cast<uint8_t>((v >> 8 & 0xF8) | v >> 13);
-        out[4 * x + 1] = static_cast<uint8_t>((v >> 3 & 0xFC) | (v >> 9 & 3));
-        out[4 * x + 2] = static_cast<uint8_t>((v << 3 & 0xF8) | (v >> 2 & 7));
-    }
+#ifdef __SSE4_1__
+template <int32_t bits>
+VELA_INLINE V128 byteOfField(V128 field) {
+    return shiftLeft16<8 - bits>(field) | shiftRight16<2 * bits - 8>(field);
 }
+#endif
 
-inline void widen555(const uint8_t* words, int32_t count, uint8_t* out) {
+/// Words of 16 bits (red in the upper bits, 5 bits each, green greenBits) as bytes of red, green, blue and one
+/// more, a field's high bits standing again below it. Writes up to a multiple of eight pixels.
+template <int32_t greenBits>
+inline void widen(const uint8_t* words, int32_t count, uint8_t* out) {
+    constexpr int32_t kGreenMask = (1 << greenBits) - 1;
+#ifdef __SSE4_1__
+    for (int32_t x = 0; x < count; x += 8) {
+        uint8_t last[16] = {};
+        if (count - x < 8)
+            std::memcpy(last, words + ptrdiff_t{x} * 2, static_cast<size_t>(count - x) * 2);
+        const V128 v = V128::load(count - x < 8 ? last : words + ptrdiff_t{x} * 2);
+        const V128 red = byteOfField<5>(shiftRight16<5 + greenBits>(v) & V128::set16(31));
+        const V128 green = byteOfField<greenBits>(shiftRight16<5>(v) & V128::set16(kGreenMask));
+        const V128 blue = byteOfField<5>(v & V128::set16(31));
+        const V128 redGreen = red | shiftLeft16<8>(green);
+        unpackLow16(redGreen, blue).store(out + ptrdiff_t{x} * 4);
+        unpackHigh16(redGreen, blue).store(out + ptrdiff_t{x} * 4 + 16);
+    }
+#else
+    const auto byteOf = [](int32_t field, int32_t bits) {
+        return static_cast<uint8_t>(field << (8 - bits) | field >> (2 * bits - 8));
+    };
     for (int32_t x = 0; x < count; x++) {
         const int32_t v = words[2 * x] | words[2 * x + 1] << 8;
-        out[4 * x] = static_cast<uint8_t>((v >> 7 & 0xF8) | (v >> 12 & 7));
-        out[4 * x + 1] = static_cast<uint8_t>((v >> 2 & 0xF8) | (v >> 7 & 7));
-        out[4 * x + 2] = static_cast<uint8_t>((v << 3 & 0xF8) | (v >> 2 & 7));
+        out[4 * x] = byteOf(v >> (5 + greenBits) & 31, 5);
+        out[4 * x + 1] = byteOf(v >> 5 & kGreenMask, greenBits);
+        out[4 * x + 2] = byteOf(v & 31, 5);
     }
+#endif
 }
 
 /// Runs a kernel over rows of pixels, chunk by chunk: take<Order>(pixels, x) for kPixels pixels of each row from
@@ -64,9 +83,9 @@ public:
         case PixelOrder::xbgr:
             return runBytes<Bytes<4, 3, 2, 1>>();
         case PixelOrder::rgb565:
-            return runWords(widen565);
+            return runWords(widen<6>);
         case PixelOrder::rgb555:
-            return runWords(widen555);
+            return runWords(widen<5>);
         }
     }
 

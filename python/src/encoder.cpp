@@ -100,8 +100,6 @@ struct Writer {
         try {
             writeAll(static_cast<const char*>(bytes), count);
             return 0;
-        } catch (const abi::__forced_unwind&) {
-            OthersRun::sleepForGood();
         } catch (...) {
             thrown = std::current_exception();
             return 1;
@@ -110,7 +108,12 @@ struct Writer {
 
     void writeAll(const char* at, size_t count) {
         while (count > 0) {
-            const size_t taken = takenOf(write(py::bytes(at, count)), count);
+            const py::bytes piece(at, count);
+            const auto result =
+                py::reinterpret_steal<py::object>(OthersRun::call(write.ptr(), piece.ptr()));
+            if (!result)
+                throw py::error_already_set();
+            const size_t taken = takenOf(result, count);
             if (taken == 0 || taken > count)
                 throw py::value_error("into: write took " + std::to_string(taken) + " of " +
                                       std::to_string(count) + " bytes");

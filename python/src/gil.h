@@ -28,6 +28,17 @@ public:
         OthersRun& others_;
     };
 
+    /// function(argument), a new reference, or null where it raised. Daemon threads may end within it, so no
+    /// object of C++ may stand between it and what catches that.
+    static PyObject* call(PyObject* function, PyObject* argument) {
+        try {
+            return PyObject_CallOneArg(function, argument);
+        } catch (const abi::__forced_unwind&) {
+            sleepForGood();
+        }
+    }
+
+private:
     /// For daemon threads, which Python before 3.14 ends by pthread_exit where they come back after the
     /// interpreter's end: nothing of theirs may be destroyed without the GIL, so they sleep as in 3.14.
     [[noreturn]] static void sleepForGood() {
@@ -35,7 +46,6 @@ public:
             ::pause();
     }
 
-private:
     void takeBack() {
         try {
             PyEval_RestoreThread(state_);
