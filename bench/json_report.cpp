@@ -54,24 +54,39 @@ ordered_json toJson(const ScalingCase& result) {
             {"stream_bytes", result.streamBytes}};
 }
 
+ordered_json toJson(const Stages& stages) {
+    return {{"picture", stages.picture},
+            {"format", stages.format},
+            {"quality", stages.quality},
+            {"mode", modeName(stages.mode)},
+            {"instruction_set", stages.instructionSet},
+            {"unit", std::string(kStageUnit) + " per block"},
+            {"conversion", stages.conversion},
+            {"transform", stages.transform},
+            {"coding", stages.coding},
+            {"rest", stages.rest}};
+}
+
+/// A line for each item.
 template <class Item>
-ordered_json toArray(const std::vector<Item>& items) {
-    ordered_json array = ordered_json::array();
+std::string toLines(const std::vector<Item>& items) {
+    std::string lines;
     for (const Item& item : items)
-        array.push_back(toJson(item));
-    return array;
+        lines += (lines.empty() ? "\n" : ",\n") + toJson(item).dump();
+    return "[" + lines + "]";
 }
 
 } // namespace
 
 void writeJson(const Results& results, const std::string& path) {
-    const ordered_json report{{"processor", processorName()},
-                              {"instruction_set", results.instructionSet},
-                              {"summaries", toArray(summarize(results.rows))},
-                              {"rows", toArray(results.rows)},
-                              {"scaling", toArray(results.scaling)}};
     std::ofstream file(path);
-    if (!(file << report.dump(2) << '\n' << std::flush))
+    file << "{\"processor\": " << ordered_json(processorName())
+         << ",\n\"instruction_set\": " << ordered_json(results.instructionSet)
+         << ",\n\"summaries\": " << toLines(summarize(results.rows))
+         << ",\n\"rows\": " << toLines(results.rows)
+         << ",\n\"scaling\": " << toLines(results.scaling)
+         << ",\n\"stages\": " << toLines(results.stages) << "}\n";
+    if (!file.flush())
         throw cli::Failure("cannot write " + path);
 }
 

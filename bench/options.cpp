@@ -88,8 +88,11 @@ std::optional<Options> parseOptions(int argc, char** argv) {
     app.add_flag("--quick", quick, "3 pairs and no least time, at qualities 75 and 90");
     app.add_flag("--scaling", options.scaling,
                  "Instead of the comparison: time and memory from 0.3 to 256 megapixels");
+    app.add_flag("--stages", options.stages,
+                 "Instead of the comparison: where the time goes, with each instruction set");
+    app.add_flag("--small", options.small,
+                 "Middles of the pictures, 16 x 16 to 640 x 480, instead of the whole");
     app.add_option("--json", options.json, "Write the results there")->type_name("FILE");
-    app.add_option("--svg", options.chart, "Draw the ratios there")->type_name("FILE");
     app.add_option("--ppm", options.ppm, "Only write the first picture there")->type_name("FILE");
     try {
         app.parse(argc, argv);

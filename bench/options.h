@@ -22,8 +22,10 @@ struct Options {
     std::vector<uint32_t> modes;                        // ENC_MODE_*
     const vela::RoutineTable* instructionSet = nullptr; // null: the library's choice
     Patience patience;
-    bool scaling = false;
-    std::string json, chart, ppm; // files to write; empty: none
+    bool small = false;    // the middles of the pictures, instead of the whole
+    bool scaling = false;  // instead of the comparison
+    bool stages = false;   // the same
+    std::string json, ppm; // files to write; empty: none
 };
 
 /// No value when --help has been answered. Throws cli::UsageError.

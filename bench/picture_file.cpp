@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <utility>
@@ -39,6 +40,22 @@ SourcePicture readPicture(const std::string& path) {
         picture.bgr.insert(picture.bgr.end(), grey ? 3 : 1, samples[i]);
     swapRedAndBlue(picture.bgr);
     return picture;
+}
+
+SourcePicture middleOf(const SourcePicture& picture, int32_t width, int32_t height) {
+    SourcePicture middle{picture.name + " " + std::to_string(width) + "x" + std::to_string(height),
+                         std::min(width, picture.width),
+                         std::min(height, picture.height),
+                         {}};
+    const int32_t left = (picture.width - middle.width) / 2;
+    const int32_t top = (picture.height - middle.height) / 2;
+    for (int32_t y = top; y < top + middle.height; y++) {
+        const auto* const row =
+            &picture.bgr[3 * (static_cast<size_t>(y) * static_cast<size_t>(picture.width) +
+                              static_cast<size_t>(left))];
+        middle.bgr.insert(middle.bgr.end(), row, row + ptrdiff_t{3} * middle.width);
+    }
+    return middle;
 }
 
 void writePpm(const SourcePicture& picture, const std::string& path) {

@@ -18,6 +18,9 @@ struct SourcePicture {
 /// PNG, PPM or PGM; grey is widened. Throws cli::Failure.
 SourcePicture readPicture(const std::string& path);
 
+/// Its middle, of at most so many pixels each way.
+SourcePicture middleOf(const SourcePicture& picture, int32_t width, int32_t height);
+
 /// Writes a PPM file. Throws cli::Failure.
 void writePpm(const SourcePicture& picture, const std::string& path);
 

@@ -7,13 +7,15 @@
 
 #include "bench/comparison.h"
 #include "bench/scaling.h"
+#include "bench/stages.h"
 
 namespace bench {
 
 struct Results {
     std::string instructionSet;
-    std::vector<Row> rows;
-    std::vector<ScalingCase> scaling;
+    std::vector<Row> rows{};
+    std::vector<ScalingCase> scaling{};
+    std::vector<Stages> stages{};
 };
 
 /// One mode's rows in short.
@@ -31,11 +33,12 @@ std::vector<Summary> summarize(const std::vector<Row>& rows);
 void printHead(std::FILE* out, const std::string& instructionSet);
 void printRow(std::FILE* out, const Row& row);
 void printSummaries(std::FILE* out, const std::vector<Row>& rows);
+void printStagesHead(std::FILE* out);
+void printStages(std::FILE* out, const Stages& stages);
 void printScalingHead(std::FILE* out, const std::string& instructionSet);
 void printScalingCase(std::FILE* out, const ScalingCase& result);
 
-// Files. Throw cli::Failure.
+// A file. Throws cli::Failure.
 void writeJson(const Results& results, const std::string& path);
-void writeChart(const Results& results, const std::string& path); // SVG, ratio per row
 
 } // namespace bench

@@ -62,6 +62,23 @@ void printSummaries(std::FILE* out, const std::vector<Row>& rows) {
                      static_cast<unsigned long long>(summary.encodeAllocations));
 }
 
+void printStagesHead(std::FILE* out) {
+    std::fprintf(out,
+                 "%s per 8 x 8 block, by what an encoding without a stage takes less.\n\n"
+                 "%-38s %-11s %-11s %10s %10s %10s %10s %10s\n",
+                 kStageUnit, "row", "mode", "set", "conversion", "transform", "coding", "rest",
+                 "all");
+}
+
+void printStages(std::FILE* out, const Stages& stages) {
+    const std::string row =
+        stages.picture + " " + stages.format + " q" + std::to_string(stages.quality);
+    std::fprintf(out, "%-38s %-11s %-11s %10.1f %10.1f %10.1f %10.1f %10.1f\n", row.c_str(),
+                 modeName(stages.mode), stages.instructionSet.c_str(), stages.conversion,
+                 stages.transform, stages.coding, stages.rest, stages.total());
+    std::fflush(out);
+}
+
 void printScalingHead(std::FILE* out, const std::string& instructionSet) {
     std::fprintf(out,
                  "BGR 8-8-8 to 4:2:0 at quality %u, %d pixels wide. Instruction set: %s.\n"

@@ -1,6 +1,7 @@
 // velajpeg_bench: throughput, size and quality against TurboJPEG on the same samples.
 #include <cstdio>
 #include <exception>
+#include <utility>
 
 #include "bench/options.h"
 #include "bench/report.h"
@@ -17,7 +18,15 @@ std::vector<SourcePicture> loadPictures(const Options& options) {
         pictures.push_back(readPicture(path));
     if (pictures.empty() || options.demo)
         pictures.push_back(makePhotoTexture(options.demoWidth, options.demoHeight));
-    return pictures;
+    if (!options.small)
+        return pictures;
+    std::vector<SourcePicture> middles;
+    for (const SourcePicture& picture : pictures)
+        for (const auto& [width, height] :
+             {std::pair(16, 16), {32, 32}, {64, 64}, {160, 120}, {320, 240}, {640, 480}})
+            if (width <= picture.width && height <= picture.height)
+                middles.push_back(middleOf(picture, width, height));
+    return middles;
 }
 
 void runComparison(const Options& options, Results& results) {
@@ -34,8 +43,26 @@ void runComparison(const Options& options, Results& results) {
                 }
         }
     printSummaries(stdout, results.rows);
-    if (!options.chart.empty())
-        writeChart(results, options.chart);
+}
+
+void runStages(const Options& options, Results& results) {
+    std::vector<const vela::RoutineTable*> tables;
+    for (const vela::RoutineTable* const table : vela::routineTables())
+        if (options.instructionSet == nullptr ? vela::canRun(*table)
+                                              : table == options.instructionSet)
+            tables.push_back(table);
+    printStagesHead(stdout);
+    for (const SourcePicture& source : loadPictures(options))
+        for (const Format* const format : options.formats) {
+            const FormatPicture picture(*format, source);
+            for (const uint32_t mode : options.modes)
+                for (const uint32_t quality : options.qualities)
+                    for (const vela::RoutineTable* const table : tables) {
+                        results.stages.push_back(
+                            measureStages(picture, source.name, quality, mode, *table));
+                        printStages(stdout, results.stages.back());
+                    }
+        }
 }
 
 void runScaling(const Options& options, Results& results) {
@@ -51,9 +78,11 @@ void run(const Options& options) {
         return writePpm(loadPictures(options).front(), options.ppm);
     const vela::RoutineTable& routines =
         options.instructionSet != nullptr ? *options.instructionSet : vela::routinesOfThisMachine();
-    Results results{routines.name, {}, {}};
+    Results results{.instructionSet = routines.name};
     if (options.scaling)
         runScaling(options, results);
+    else if (options.stages)
+        runStages(options, results);
     else
         runComparison(options, results);
     if (!options.json.empty())

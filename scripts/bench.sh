@@ -1,12 +1,16 @@
 #!/bin/bash
-# Usage: scripts/bench.sh [--arm] [--scaling] [--kernels] [--easy] [--batch] [--python] [--gstreamer] [PICTURES] [-- OPTIONS]
+# Usage: scripts/bench.sh [--arm] [--scaling] [--stages] [--small] [--kernels] [--easy] [--batch] [--peers] [--python]
+#                         [--gstreamer] [PICTURES] [-- OPTIONS]
 # Builds the benchmark, installing first what that needs and this machine lacks, and compares Vela
 # JPEG with TurboJPEG on PICTURES (PNG, PPM or PGM), or on a generated one where there are none.
 #   --arm      also counts the instructions that both execute per pixel on emulated ARMv7 and AArch64
 #   --scaling  also measures time and memory from 0.3 to 256 megapixels
+#   --stages   also measures where the time goes, with every instruction set
+#   --small    also compares the middles of the pictures, 16 x 16 to 640 x 480
 #   --kernels  also measures every kernel of every instruction set
 #   --easy     the easy layer alone: its conversions beside the core, its threads beside one
 #   --batch    the command on 200 files beside cjpeg in a loop, mogrify and ffmpeg: files per second
+#   --peers    the encoder beside FFmpeg's mjpeg, and the GStreamer element beside jpegenc
 #   --python   the Python package beside Pillow and OpenCV: milliseconds per picture
 #   --gstreamer  the GStreamer element beside jpegenc: milliseconds per frame
 #   OPTIONS    go to velajpeg_bench: --quick, --isa avx2, --qualities 75,90, ... (--help lists them)
@@ -14,21 +18,25 @@
 set -euo pipefail
 source "$(dirname "$0")/common.sh"
 
-arm='' scaling='' kernels='' easy='' batch='' python='' gstreamer='' pictures=() options=()
+arm='' scaling='' stages='' small='' kernels='' easy='' batch='' mjpeg='' python='' gstreamer='' pictures=() options=()
 while (($#)); do
     case $1 in
         --arm) arm=yes ;;
         --scaling) scaling=yes ;;
+        --stages) stages=stages ;;
+        --small) small=small ;;
         --kernels) kernels=yes ;;
         --easy) easy=yes ;;
         --batch) batch=yes ;;
+        --peers) mjpeg=yes gstreamer=yes ;;
         --python) python=yes ;;
         --gstreamer) gstreamer=yes ;;
         --)
             options=("${@:2}")
             break
             ;;
-        -*) die "usage: scripts/bench.sh [--arm] [--scaling] [--kernels] [--easy] [--batch] [--python] [--gstreamer] [PICTURES] [-- OPTIONS]" ;;
+        -*) die "usage: scripts/bench.sh [--arm] [--scaling] [--stages] [--small] [--kernels] [--easy] [--batch]"\
+            "[--peers] [--python] [--gstreamer] [PICTURES] [-- OPTIONS]" ;;
         *)
             [[ -r $1 && ! -d $1 ]] || die "cannot read $1"
             pictures+=("$(realpath "$1")")
@@ -44,6 +52,7 @@ mkdir -p "$results"
 build_for_host() {
     require_packages "${build_packages[@]}" libturbojpeg0-dev libbenchmark-dev nlohmann-json3-dev
     [[ -z $python ]] || require_packages python3-dev pybind11-dev python3-numpy python3-pil python3-opencv
+    [[ -z $mjpeg ]] || require_packages pkg-config libavcodec-dev
     [[ -z $gstreamer ]] || require_packages pkg-config libgstreamer-plugins-base1.0-dev \
         gstreamer1.0-plugins-base gstreamer1.0-plugins-good
     say "building in $build"
@@ -218,9 +227,10 @@ count_files() {
 }
 
 build_for_host
-if [[ $easy$batch$python$gstreamer ]]; then
+if [[ $easy$batch$mjpeg$python$gstreamer ]]; then
     [[ -z $easy ]] ||
         "$build/bench/easy_bench" --json "$results/easy.json" "${pictures[@]}" | tee "$results/easy.txt"
+    [[ -z $mjpeg ]] || "$build/bench/mjpeg_bench" "${pictures[@]}" | tee "$results/mjpeg.txt"
     [[ -z $python ]] ||
         PYTHONPATH=$build/python /usr/bin/python3 "$root/bench/python_bench.py" "${pictures[@]}" |
         tee "$results/python.txt"
@@ -232,7 +242,13 @@ if [[ $easy$batch$python$gstreamer ]]; then
     exit
 fi
 "$build/bench/velajpeg_bench" "${pictures[@]}" --json "$results/comparison.json" \
-    --svg "$results/comparison.svg" "${options[@]}" | tee "$results/comparison.txt"
+    "${options[@]}" | tee "$results/comparison.txt"
+! command -v python3 >/dev/null ||
+    "$root/bench/chart.py" "$results/comparison.json" >"$results/comparison.svg"
+for measure in $stages $small; do
+    "$build/bench/velajpeg_bench" "${pictures[@]}" "--$measure" --json "$results/$measure.json" \
+        "${options[@]}" | tee "$results/$measure.txt"
+done
 [[ -z $kernels ]] ||
     "$build/bench/kernels_bench" --benchmark_out="$results/kernels.json" | tee "$results/kernels.txt"
 [[ -z $scaling ]] ||
