@@ -46,7 +46,7 @@ if(build_shared)
         PUBLIC velajpeg_shared PRIVATE Threads::Threads $<BUILD_INTERFACE:velajpeg_hardening>)
     set_target_properties(velajpeg_easy_shared PROPERTIES
         OUTPUT_NAME velajpeg-easy EXPORT_NAME easy LINK_DEPENDS ${version_script}
-        INSTALL_RPATH "\$ORIGIN" # the core lies beside it
+        INSTALL_RPATH "\$ORIGIN" BUILD_WITH_INSTALL_RPATH ON # the core lies beside it, in the build tree too
         VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
     add_library(velajpeg::easy ALIAS velajpeg_easy_shared)
     list(APPEND installed_easy velajpeg_easy_shared)

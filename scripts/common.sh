@@ -36,5 +36,23 @@ sources() {
     (cd "$root" && find -- * -name 'build*' -prune -o -regex '.*\.\(cpp\|hpp\|h\|c\)' -print)
 }
 
+# FOLDER: a new copy there of what belongs to the project, as it is here: with git all but ignored files, without it
+# all but builds.
+copy_tree() {
+    rm -rf "$1"
+    mkdir -p "$1"
+    (
+        cd "$root" || exit
+        if git rev-parse --git-dir >/dev/null 2>&1; then
+            git ls-files -z --cached --others --exclude-standard
+        else
+            find . \( -name .git -o -name build -o -name dist -o -name '*.egg-info' -o -name __pycache__ \) -prune \
+                -o -type f -printf '%P\0'
+        fi | while IFS= read -r -d '' file; do
+            [[ ! -e $file ]] || printf '%s\0' "$file" # git knows files that were deleted here
+        done | xargs -0 cp -P --parents -t "$1"
+    )
+}
+
 # shellcheck disable=SC2034 # used by the scripts
 build_packages=(g++ cmake ninja-build libcli11-dev libpng-dev nlohmann-json3-dev)

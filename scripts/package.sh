@@ -29,22 +29,9 @@ project_version=$(sed -nE 's/^project\(velajpeg VERSION ([0-9.]+).*/\1/p' CMakeL
 packages=(libvelajpeg1 libvelajpeg-easy1 libvelajpeg-dev velajpeg python3-velajpeg gstreamer1.0-velajpeg)
 results=$root/build/packages
 work=$root/build/package
+mkdir -p "$results"
 options=noautodbgsym
 tree=$work/velajpeg-$version
-
-# What belongs to the project, as it is here: with git all but ignored files, without it all but builds.
-copy_tree() {
-    rm -rf "$tree"
-    mkdir -p "$tree" "$results"
-    if git rev-parse --git-dir >/dev/null 2>&1; then
-        git ls-files -z --cached --others --exclude-standard
-    else
-        find . \( -name .git -o -name build -o -name dist -o -name '*.egg-info' -o -name __pycache__ \) -prune -o \
-            -type f -printf '%P\0'
-    fi | while IFS= read -r -d '' file; do
-        [[ ! -e $file ]] || printf '%s\0' "$file" # git knows files that were deleted here
-    done | xargs -0 cp -P --parents -t "$tree"
-}
 
 # DIRECTORY COMMAND..: in that Debian, with nothing of ours but what it needs to reach its packages.
 inside() {
@@ -90,7 +77,7 @@ look_over() {
 build_here() {
     require_packages build-essential debhelper dh-python lintian cmake ninja-build libcli11-dev libpng-dev \
         nlohmann-json3-dev pkg-config pybind11-dev libpython3-dev libgstreamer-plugins-base1.0-dev python3
-    copy_tree
+    copy_tree "$tree"
     say "building the packages"
     (cd "$tree" && DEB_BUILD_OPTIONS=$options dpkg-buildpackage -us -uc -b) >"$work/build.log" 2>&1 ||
         { tail -40 "$work/build.log" && die "the build failed ($work/build.log)"; }
@@ -132,7 +119,7 @@ build_cross() {
     ((EUID == 0)) || die "--cross needs root"
     require_packages debootstrap lintian
     fresh_bare "cross-$architecture" || die "--cross needs a bare Debian to build in"
-    copy_tree
+    copy_tree "$tree"
     case $architecture in
         armhf) emulator=qemu-arm ;;
         arm64) emulator=qemu-aarch64 ;;

@@ -5,7 +5,7 @@
 # run for 20 seconds as well; without vector kernels; and for ARMv7, AArch64, s390x (big-endian) and
 # 32-bit x86, under emulation where the machine cannot run them itself; last, examples/firmware is booted
 # on an emulated board. Warnings are errors in all builds.
-#   --long  also without optimisation, and half an hour with each fuzzer; what they find lies in build/corpus
+#   --long  also without optimisation, two builds that have to be the same bytes, and half an hour with each fuzzer; what they find lies in build/corpus
 set -euo pipefail
 source "$(dirname "$0")/common.sh"
 cd "$root"
@@ -18,7 +18,7 @@ case $* in
 esac
 
 require_packages "${build_packages[@]}" clang clang-format libclang-rt-dev llvm \
-    imagemagick libgtest-dev libimage-exiftool-perl libjpeg-dev libjpeg-turbo-progs netpbm patch perl pkg-config \
+    abigail-tools imagemagick libgtest-dev libimage-exiftool-perl libjpeg-dev libjpeg-turbo-progs musl-tools netpbm patch perl pkg-config \
     python3-distributed python3-tqdm \
     mypy pybind11-dev python3-build python3-dev python3-numpy python3-pil python3-pytest python3-setuptools \
     python3-venv python3-wheel \
@@ -43,6 +43,11 @@ for preset in "${presets[@]}"; do
     ((failed += bad, passed += all - bad)) || true
 done
 if ((fuzz_seconds)); then
+    if scripts/reproducible.sh; then
+        ((++passed))
+    else
+        ((++failed))
+    fi
     for fuzzer in build/asan/fuzz/*_fuzzer; do
         name=${fuzzer##*/} corpus=build/corpus/${fuzzer##*/}
         say "$name: $fuzz_seconds seconds"

@@ -24,6 +24,19 @@ cd "$tmp/work"
 block sh >commands
 set -x
 
+# The list of what is installed is whole, and of this version.
+perl -MJSON::PP -0777 -ne '
+    my $list = decode_json($_);
+    my %known = (map { $_->{SPDXID} => $_ } @{$list->{packages}}, $list);
+    for my $relation (@{$list->{relationships}}) {
+        $known{$_} or die "$_ is not there\n" for @$relation{qw(spdxElementId relatedSpdxElement)};
+    }
+    $known{"SPDXRef-$_"} or die "$_ is not there\n" for qw(libvelajpeg libvelajpeg-easy velajpeg);
+    $_->{versionInfo} or die "$_->{name} has no version\n" for @{$list->{packages}};
+    print "velajpeg $known{q(SPDXRef-velajpeg)}{versionInfo}\n";
+' "$tmp/prefix/share/doc/velajpeg/velajpeg.spdx.json" >version
+velajpeg --version | grep -q "^$(cat version),"
+
 export CFLAGS='-std=c99 -Wall -Wextra -Wpedantic -Werror'
 export CXXFLAGS='-std=c++17 -Wall -Wextra -Wpedantic -Werror'
 cmake -B build -G Ninja
