@@ -1,20 +1,15 @@
 // The easy layer's streams: those of the core for the same samples, whatever way the samples came.
-#include <atomic>
 #include <cstring>
-#include <new>
-#include <thread>
 
 #include <gtest/gtest.h>
 
 #include "easy/easy_picture.h"
 #include "support/differences.h"
+#include "support/failing_memory.h"
 
 namespace {
 
 using namespace test;
-
-std::atomic<int> allocations{0};
-std::atomic<int> failsFrom{0}; // the allocation, counted down to 1, from which on all fail; 0: none
 
 class Easy : public testing::Test {
 protected:
@@ -124,47 +119,6 @@ TEST_F(Easy, ThreadsGiveTheBytesOfOne) {
     EXPECT_TRUE(sameBytes(expected, encode(picture.image())));
 }
 
-TEST_F(Easy, AFailingCallbackEndsTheCallWhereverItComes) {
-    // Fault: a status that is lost, a callback after the failure, a thread that goes on, an encoder that is
-    // of no use afterwards.
-    struct Writes {
-        int failsAt, calls;
-    };
-    for (const int threads : {1, 3})
-        for (const int progressive : {0, 1}) {
-            options_.threads = threads;
-            options_.progressive = progressive;
-            options_.quality = 95;
-            EasyPicture picture(VELA_FORMAT_YUYV, 800, 400);
-            const auto expected = encode(picture.image());
-            VelaWrite* const write = [](void* context, const void*, size_t) {
-                auto& writes = *static_cast<Writes*>(context);
-                return ++writes.calls >= writes.failsAt ? 7 : 0;
-            };
-            for (int n = 1;; n++) {
-                Writes writes = {n, 0};
-                const VelaImage image = picture.image();
-                const int32_t status = velaEncode(encoder_, &image, &options_, write, &writes);
-                if (writes.calls < n)
-                    break;
-                ASSERT_EQ(status, VELA_STATUS_WRITE);
-                ASSERT_EQ(writes.calls, n);
-                EXPECT_EQ(velaQualityUsed(encoder_), -1);
-                EXPECT_STRNE(velaErrorText(encoder_), "");
-            }
-            for (int n = 1;; n++) {
-                const VelaImage image = picture.imageByRows(n);
-                Writes writes = {1 << 30, 0};
-                const int32_t status = velaEncode(encoder_, &image, &options_, write, &writes);
-                if (picture.calls() < n)
-                    break;
-                ASSERT_EQ(status, VELA_STATUS_READ);
-                ASSERT_EQ(picture.calls(), n);
-            }
-            EXPECT_TRUE(sameBytes(expected, encode(picture.image())));
-        }
-}
-
 TEST_F(Easy, TheSizeLimitFindsTheBestQuality) {
     // Fault: a search that stops one short, takes too many encodings, or forgets where it was; metadata that
     // is not counted.
@@ -250,50 +204,13 @@ TEST_F(Easy, FurtherPicturesOfAGeometryAllocateNothing) {
                 const int most = threads == 1 ? 5 : 200;
                 int quiet = 0;
                 for (int i = 0; i < most && quiet < 3; i++) {
-                    const int before = allocations;
+                    const int before = allocations();
                     ASSERT_EQ(velaEncodeToMemory(encoder_, &image, &options_, &jpeg, &size),
                               ENC_STATUS_OK);
-                    quiet = allocations == before ? quiet + 1 : 0;
+                    quiet = allocations() == before ? quiet + 1 : 0;
                 }
                 EXPECT_EQ(quiet, 3) << "format " << format << ", progressive " << progressive;
             }
-}
-
-TEST_F(Easy, WithoutMemoryAStatusAndNoStream) {
-    // Fault: an exception that leaves the library, a leak, an encoder that is of no use afterwards.
-    EasyPicture picture(VELA_FORMAT_RGB24, 640, 480);
-    const VelaImage image = picture.image();
-    const auto expected = encode(image);
-    options_.orientation = 1;
-    for (const auto& [progressive, threads] : {std::pair(0, 1), {1, 1}, {0, 3}}) {
-        options_.progressive = progressive;
-        options_.threads = threads;
-        int refusals = 0;
-        for (int n = 1;; n++) {
-            failsFrom = n;
-            VelaEncoder* const encoder = velaEncoderNew();
-            int32_t status = ENC_STATUS_NOMEM;
-            const uint8_t* jpeg = nullptr;
-            size_t size = 0;
-            if (encoder != nullptr)
-                status = velaEncodeToMemory(encoder, &image, &options_, &jpeg, &size);
-            const bool done = failsFrom > 0;
-            failsFrom = 0;
-            if (!done && status != ENC_STATUS_OK) { // a thread may have done without
-                ASSERT_EQ(status, ENC_STATUS_NOMEM);
-                ASSERT_EQ(jpeg, nullptr);
-                refusals++;
-            }
-            if (encoder != nullptr) {
-                EXPECT_EQ(velaEncodeToMemory(encoder, &image, &options_, &jpeg, &size),
-                          ENC_STATUS_OK);
-            }
-            velaEncoderDelete(encoder);
-            if (done)
-                break;
-        }
-        EXPECT_GT(refusals, 10);
-    }
 }
 
 TEST_F(Easy, PicturesAboveAGigapixelGoInParts) {
@@ -323,41 +240,3 @@ TEST_F(Easy, PicturesAboveAGigapixelGoInParts) {
 }
 
 } // namespace
-
-// Counts what the library takes from the C++ run-time library, and lets it fail.
-static void* memoryOrNull(size_t size, size_t alignment) {
-    allocations++;
-    if (failsFrom > 0 && --failsFrom == 0)
-        failsFrom = -1;
-    void* memory = nullptr;
-    return failsFrom < 0 || posix_memalign(&memory, alignment, size) != 0 ? nullptr : memory;
-}
-static void* memoryOrThrow(size_t size, size_t alignment) {
-    if (void* const memory = memoryOrNull(size, alignment))
-        return memory;
-    throw std::bad_alloc();
-}
-void* operator new(size_t size) {
-    return memoryOrThrow(size, alignof(std::max_align_t));
-}
-void* operator new(size_t size, std::align_val_t alignment) {
-    return memoryOrThrow(size, size_t(alignment));
-}
-void* operator new(size_t size, const std::nothrow_t&) noexcept {
-    return memoryOrNull(size, alignof(std::max_align_t));
-}
-void* operator new(size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
-    return memoryOrNull(size, size_t(alignment));
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, size_t) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, std::align_val_t) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, size_t, std::align_val_t) noexcept {
-    std::free(memory);
-}

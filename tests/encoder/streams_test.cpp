@@ -224,29 +224,6 @@ TEST(Encode, SameBytesForEveryOutputBufferAndFlushBehaviour) {
     }
 }
 
-TEST(Encode, OutputThatFlushDoesNotTake) {
-    // Fault: a write beyond the buffer, an endless loop, success where bytes are lost.
-    const TestPicture picture(kFormats[11], 83, 61, Content::noise, 7);
-    const auto encode = [&](uint32_t mode, int32_t bytes, Flush behaviour) {
-        Host host;
-        host.outputBytes = bytes;
-        host.flushBehaviour = behaviour;
-        const EncoderParams_JPEG p = params(picture.format(), 100, 0, 1, mode);
-        const int32_t status = host.encode(p, picture).status;
-        EXPECT_TRUE(host.faultless());
-        EXPECT_TRUE(status == ENC_STATUS_OK || behaviour == Flush::takesAll || host.flushes == 1);
-        return status;
-    };
-    for (const uint32_t mode : kModes)
-        for (const Flush behaviour : {Flush::takesNothing, Flush::negative, Flush::tooMuch})
-            for (const int32_t bytes : {1, 127, 635, 700, 768, 2000})
-                EXPECT_EQ(encode(mode, bytes, behaviour), ENC_STATUS_OUTPUT_FULL) << bytes;
-    // The least that each process needs, however much flush takes
-    EXPECT_EQ(encode(ENC_MODE_BASELINE, 767, Flush::takesAll), ENC_STATUS_OUTPUT_FULL);
-    EXPECT_EQ(encode(ENC_MODE_BASELINE, 768, Flush::takesAll), ENC_STATUS_OK);
-    EXPECT_EQ(encode(ENC_MODE_PROGRESSIVE, 264, Flush::takesAll), ENC_STATUS_OK);
-}
-
 TEST(Encode, WithoutAFlushContextTheBufferIsOverwritten) {
     // Fault: a flush without a context, a failure where the buffer just starts anew.
     const TestPicture picture(kFormats[11], 83, 61, Content::noise, 7);

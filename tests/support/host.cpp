@@ -88,8 +88,11 @@ Result Host::encode(EncoderParams_JPEG params, const TestPicture& picture) {
     if (result.status == ENC_STATUS_OK) {
         result.jpeg = flushed_;
         result.jpeg.insert(result.jpeg.end(), stream.start, stream.cursor);
-        fail(Encode_JPEG(nullptr, &stream, state) >= 0); // one state encodes one picture
     }
+    const size_t made =
+        calls.size(); // one state encodes one picture, and none once anything has failed
+    fail(state != nullptr && Encode_JPEG(nullptr, &stream, state) != ENC_STATUS_ERR);
+    fail(calls.size() != made);
     fail(EncoderFree_JPEG(&state) != ENC_STATUS_OK || state != nullptr);
     fail(!output.intact());
     fail(params.bufferMode == ENC_BUFFER_SLICE && source_ != picture.source()); // read alone
@@ -159,7 +162,8 @@ int32_t Host::grow(void** inout, uint32_t oldSize, uint32_t newSize) {
 int32_t Host::flush(uint8_t* start, uint32_t context, int32_t used, uint32_t zero) {
     Host& host = *current;
     host.fail(host.outputStart_ != nullptr &&
-              (start != host.outputStart_ || context != kFlushContext || used > host.outputBytes));
+              (start != host.outputStart_ || context != kFlushContext ||
+               used > std::max(host.outputBytes, 0)));
     host.fail(zero != 0 || used < 0);
     const int32_t taken = host.bytesToTake(used);
     host.log(Call::flush, used, taken);
@@ -171,7 +175,7 @@ int32_t Host::flush(uint8_t* start, uint32_t context, int32_t used, uint32_t zer
 /// How many of used bytes the next flush takes.
 int32_t Host::bytesToTake(int32_t used) {
     const bool fails = ++flushes == faults.flush;
-    switch (fails ? Flush::takesNothing : flushBehaviour) {
+    switch (fails ? faults.flushGives : flushBehaviour) {
     case Flush::takesNothing:
         return 0;
     case Flush::negative:
@@ -205,7 +209,7 @@ int32_t Host::read(void** pDst, uint32_t elementSize, uint32_t count, uint32_t h
     host.fail(handle != kSourceHandle || elementSize != 1 || left < count);
     host.log(Call::read, count);
     if (++host.reads == host.faults.read)
-        return static_cast<int32_t>(count) - 1;
+        return static_cast<int32_t>(count) + host.faults.readGives;
     uint8_t* const from = host.source_.data() + host.position_;
     const int plane = (host.reads - 1) % host.planes_;
     const int band = (host.reads - 1) / host.planes_;

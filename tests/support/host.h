@@ -25,8 +25,10 @@ struct Faults { // the n-th call (from 1) fails; 0: never
     int allocate = 0;
     int grow = 0;
     int flush = 0;
-    int read = 0;     // delivers a byte too few
-    int nullRead = 0; // leaves a null pointer
+    int read = 0;
+    int nullRead = 0;                       // leaves a null pointer
+    Flush flushGives = Flush::takesNothing; // what the flush that fails does
+    int32_t readGives = -1; // what the read that fails answers, beyond what it was asked for
 };
 
 /// One call that the encoder made of its host. Blocks of memory are numbered in the order in which
@@ -75,7 +77,7 @@ public:
     Host() { current = this; }
     ~Host() { current = nullptr; }
 
-    /// Bytes that flush has taken.
+    /// Bytes that flush has taken, also before a failure.
     const std::vector<uint8_t>& flushed() const { return flushed_; }
 
     CallbackTable_JPEG callbacks() const {
