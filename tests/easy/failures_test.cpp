@@ -86,9 +86,7 @@ void forEveryFormat(const Body& body) {
     for (size_t i = 0; i < std::size(kEasyFormats); i++) {
         SCOPED_TRACE(testing::Message() << "format " << kEasyFormats[i]);
         Job job(i);
-        body(job, job.whole(newEncoder().get()));
-        if (testing::Test::HasFatalFailure())
-            return;
+        ASSERT_NO_FATAL_FAILURE(body(job, job.whole(newEncoder().get())));
     }
 }
 
