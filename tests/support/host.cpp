@@ -179,7 +179,7 @@ int32_t Host::bytesToTake(int32_t used) {
     case Flush::takesNothing:
         return 0;
     case Flush::negative:
-        return -1;
+        return INT32_MIN;
     case Flush::tooMuch:
         return used + 1;
     case Flush::takesSome: {
