@@ -72,6 +72,10 @@ namespace {
     VELA_INLINE friend V multiplyAddPairs(V a, V b) {                                 \
         return {prefix##_madd_epi16(a.raw, b.raw)};                                   \
     }                                                                                 \
+    /* of bytes, those of a unsigned, those of b signed; saturated to 16 bits */      \
+    VELA_INLINE friend V multiplyAddPairs8(V a, V b) {                                \
+        return {prefix##_maddubs_epi16(a.raw, b.raw)};                                \
+    }                                                                                 \
     VELA_INLINE friend V add32(V a, V b) {                                            \
         return {prefix##_add_epi32(a.raw, b.raw)};                                    \
     }                                                                                 \
