@@ -11,7 +11,9 @@ namespace {
 /// Codes each MCU straight into the output.
 class ScanCoder {
 public:
-    ScanCoder(Bitstream_JPEG* stream, EncoderState_JPEG* state) : stream_(stream), state_(state) {}
+    ScanCoder(Bitstream_JPEG* stream, EncoderState_JPEG* state) : stream_(stream), state_(state) {
+        prepareCodes(*state, codes_);
+    }
 
     [[nodiscard]] Status beginRow() { return ENC_STATUS_OK; }
 
@@ -28,7 +30,7 @@ public:
     }
 
     [[nodiscard]] Status take(const BlockSpec& blocks, int32_t count, int32_t, int32_t) {
-        return codeMcus(stream_, blocks, count, state_);
+        return codeMcus(stream_, blocks, codes_, count, state_);
     }
 
     [[nodiscard]] Status endRow() { return ENC_STATUS_OK; }
@@ -36,6 +38,7 @@ public:
 private:
     Bitstream_JPEG* stream_;
     EncoderState_JPEG* state_;
+    PreparedCodes codes_;
 };
 
 /// Where the last MCU has closed a restart interval, takes the marker after it back: none may

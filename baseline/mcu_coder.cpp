@@ -43,13 +43,14 @@ Status codeBlockAside(Bitstream_JPEG* stream, const BlockSpec& blocks, int32_t i
 
 /// Codes an MCU where there is less room than it might need: aside, and if it does not fit after all,
 /// block by block.
-Status codeMcuAside(Bitstream_JPEG* stream, const BlockSpec& blocks, EncoderState_JPEG* state) {
+Status codeMcuAside(Bitstream_JPEG* stream, const BlockSpec& blocks, const PreparedCodes& codes,
+                    EncoderState_JPEG* state) {
     uint8_t aside[kMaxMcuBytes];
     aside[0] = stream->bitCount != 0 ? *stream->cursor : 0;
     int16_t predictors[kMaxComponents];
     std::copy_n(state->dcPredictor, kMaxComponents, predictors);
-    const int32_t bits =
-        state->routines->encodeMcus(blocks, 1, aside, static_cast<int32_t>(stream->bitCount));
+    const int32_t bits = state->routines->encodeMcus(blocks, codes, 1, aside,
+                                                     static_cast<int32_t>(stream->bitCount));
     if (streamRoom(*stream) >= (bits + 7) / 8) {
         putBack(stream, aside, bits);
         return ENC_STATUS_OK;
@@ -62,9 +63,9 @@ Status codeMcuAside(Bitstream_JPEG* stream, const BlockSpec& blocks, EncoderStat
     return status;
 }
 
-void codeInPlace(Bitstream_JPEG* stream, const BlockSpec& blocks, int32_t mcuCount,
-                 const EncoderState_JPEG& state) {
-    advance(stream, state.routines->encodeMcus(blocks, mcuCount, stream->cursor,
+void codeInPlace(Bitstream_JPEG* stream, const BlockSpec& blocks, const PreparedCodes& codes,
+                 int32_t mcuCount, const EncoderState_JPEG& state) {
+    advance(stream, state.routines->encodeMcus(blocks, codes, mcuCount, stream->cursor,
                                                static_cast<int32_t>(stream->bitCount)));
 }
 
@@ -82,14 +83,22 @@ Status countDown(Bitstream_JPEG* stream, int32_t mcuCount, EncoderState_JPEG* st
 
 Status velaHuffmanEncode_BLS_JPEG(Bitstream_JPEG* stream, BlockSpec* blocks,
                                   EncoderState_JPEG* state) {
-    return codeMcus(stream, *blocks, 1, state);
+    PreparedCodes codes;
+    prepareCodes(*state, codes);
+    return codeMcus(stream, *blocks, codes, 1, state);
 }
 
-Status codeMcus(Bitstream_JPEG* stream, const BlockSpec& blocks, int32_t mcuCount,
-                EncoderState_JPEG* state) {
+void prepareCodes(const EncoderState_JPEG& state, PreparedCodes& codes) {
+    if (state.routines->prepareCodes != nullptr)
+        state.routines->prepareCodes(state.blockSpec, codes);
+}
+
+Status codeMcus(Bitstream_JPEG* stream, const BlockSpec& blocks, const PreparedCodes& codes,
+                int32_t mcuCount, EncoderState_JPEG* state) {
     if (mcuCount > 1 || streamRoom(*stream) >= kMaxMcuBytes) {
-        codeInPlace(stream, blocks, mcuCount, *state);
-    } else if (const Status status = codeMcuAside(stream, blocks, state); status != ENC_STATUS_OK) {
+        codeInPlace(stream, blocks, codes, mcuCount, *state);
+    } else if (const Status status = codeMcuAside(stream, blocks, codes, state);
+               status != ENC_STATUS_OK) {
         return status;
     }
     return countDown(stream, mcuCount, state);

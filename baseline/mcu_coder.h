@@ -29,10 +29,14 @@ inline constexpr int32_t kMcuReserve = 768;
 [[nodiscard]] Status velaHuffmanEncode_BLS_JPEG(Bitstream_JPEG* stream, BlockSpec* blocks,
                                                 EncoderState_JPEG* state);
 
+/// The code tables as the kernels want them.
+void prepareCodes(const EncoderState_JPEG& state, PreparedCodes& codes);
+
 /// The same for so many MCUs, one after another; more than one only if mcusInPlace allows them. Not inlined,
-/// as there would be two of it.
+/// as there would be two of it. codes: the state's, prepared.
 [[nodiscard, gnu::noinline]] Status codeMcus(Bitstream_JPEG* stream, const BlockSpec& blocks,
-                                             int32_t mcuCount, EncoderState_JPEG* state);
+                                             const PreparedCodes& codes, int32_t mcuCount,
+                                             EncoderState_JPEG* state);
 
 /// How many MCUs, at most most and at least 1, may be coded at once: in place, and within the restart
 /// interval. The reserve is free.

@@ -29,7 +29,8 @@ uint64_t ticks() {
 }
 #endif
 
-int32_t codeNothing(const vela::BlockSpec&, int32_t, uint8_t*, int32_t bitPosition) {
+int32_t codeNothing(const vela::BlockSpec&, const vela::PreparedCodes&, int32_t, uint8_t*,
+                    int32_t bitPosition) {
     return bitPosition;
 }
 void transformNothing(const vela::BlockSpec&, int32_t) {}

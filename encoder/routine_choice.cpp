@@ -58,6 +58,7 @@ constexpr RoutineTable plain::kRoutines = {
     .requiredFeatures = plain::kRequiredFeatures,
     .batchBlocks = 0,
     .transformMcus = velaTransformFwd_MCU_JPEG,
+    .prepareCodes = nullptr,
     .encodeMcus = encodeMcuBlocks,
     .packAc = packAcBlock,
     .input = &kPlainInput,

@@ -13,6 +13,11 @@ constexpr RoutineTable kRoutines = {
     .batchBlocks = 0,
 #endif
     .transformMcus = transformMcus,
+#ifdef __AVX512VBMI2__
+    .prepareCodes = prepareCodes,
+#else
+    .prepareCodes = nullptr,
+#endif
     .encodeMcus = encodeMcus,
     .packAc = packAc,
     .input = &kInput,

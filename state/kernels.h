@@ -8,6 +8,7 @@ namespace vela::VELA_ISA {
 
 extern const InputRoutines kInput;
 TransformMcus transformMcus; // pixel/dct/kernel.cpp
+PrepareCodes prepareCodes;   // the same, where there is one
 EncodeMcus encodeMcus;       // tables/block_coder/kernel.cpp
 PackAc packAc;
 

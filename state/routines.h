@@ -15,12 +15,21 @@ struct ScanCoderState;
 /// those of the others (blockOf, state/encoder_state.h).
 using TransformMcus = void(const BlockSpec& blocks, int32_t mcuCount);
 
+/// The code tables of a scan's blocks, in the form in which the instruction set's kernel looks them up.
+struct PreparedCodes {
+#ifdef __x86_64__
+    alignas(64) uint8_t memory[1536];
+#endif
+};
+using PrepareCodes = void(const BlockSpec& blocks, PreparedCodes& codes);
+
 /// Codes the blocks of mcuCount MCUs into dst from a bit position on, and returns the position after
 /// them. The first byte holds the bits before it; those after the last one become 0. dst has room for
 /// kMaxBlockBytes (tables/block_coder/plain.h) per block and kCoderSlack more. The blocks' code tables are at
-/// most two pairs, those of the first block and those of the last.
-using EncodeMcus = int32_t(const BlockSpec& blocks, int32_t mcuCount, uint8_t* dst,
-                           int32_t bitPosition);
+/// most two pairs, those of the first block and those of the last, with codes of two bits at least; codes: the same,
+/// prepared.
+using EncodeMcus = int32_t(const BlockSpec& blocks, const PreparedCodes& codes, int32_t mcuCount,
+                           uint8_t* dst, int32_t bitPosition);
 inline constexpr int32_t kCoderSlack = 64; // kernels may store a whole register
 
 /// Where an AC scan's records go.
@@ -85,6 +94,7 @@ struct RoutineTable {
     uint32_t requiredFeatures; // CpuFeature
     int32_t batchBlocks;       // worth being taken at once, 0..kMaxBatchBlocks
     TransformMcus* transformMcus;
+    PrepareCodes* prepareCodes; // null where encodeMcus takes the tables as they are
     EncodeMcus* encodeMcus;
     PackAc* packAc;
     const InputRoutines* input;

@@ -1,23 +1,32 @@
 // The baseline coder of each instruction set.
+#include <new>
+
 #include "state/kernels.h"
 
 #if defined __ARM_NEON
 #include "tables/block_coder/value_coder_neon.h"
+#elif defined __AVX512VBMI2__
+#include "tables/block_coder/lookup_coder_avx512vbmi.h"
 #elif defined __AVX2__
 #include "tables/block_coder/record_coder_x86.h"
 #include "tables/block_coder/zigzag_x86.h"
-#ifdef __AVX512VBMI2__
-#include "tables/block_coder/records_avx512vbmi.h"
-#endif
 #else
 #include "tables/block_coder/value_coder_x86.h"
 #endif
 
 namespace vela::VELA_ISA {
 
-int32_t encodeMcus(const BlockSpec& blocks, int32_t mcuCount, uint8_t* dst, int32_t bitPosition) {
+#ifdef __AVX512VBMI2__
+void prepareCodes(const BlockSpec& blocks, PreparedCodes& codes) {
+    preparePlanes(blocks, *new (codes.memory) CodePlanes);
+}
+#endif
+
+int32_t encodeMcus(const BlockSpec& blocks, [[maybe_unused]] const PreparedCodes& codes,
+                   int32_t mcuCount, uint8_t* dst, int32_t bitPosition) {
 #if defined __AVX512VBMI2__
-    return encodeByRecords<SixteenRecords, addTogether>(blocks, mcuCount, dst, bitPosition);
+    return encodeByLookup(blocks, *reinterpret_cast<const CodePlanes*>(codes.memory), mcuCount, dst,
+                          bitPosition);
 #elif defined __AVX512BW__
     return encodeByRecords<SixteenRecords, addOneByOne<Scan512>>(blocks, mcuCount, dst,
                                                                  bitPosition);

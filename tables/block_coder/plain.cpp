@@ -111,8 +111,8 @@ int32_t veliEncodeHuffman8x8_Direct_JPEG_16s1u_C1(const int16_t* src, uint8_t* d
     return ENC_STATUS_OK;
 }
 
-int32_t encodeMcuBlocks(const BlockSpec& blocks, int32_t mcuCount, uint8_t* dst,
-                        int32_t bitPosition) {
+int32_t encodeMcuBlocks(const BlockSpec& blocks, const PreparedCodes&, int32_t mcuCount,
+                        uint8_t* dst, int32_t bitPosition) {
     for (int32_t mcu = 0; mcu < mcuCount; mcu++)
         for (int32_t i = 0; i < blocks.blockCount; i++)
             veliEncodeHuffman8x8_Direct_JPEG_16s1u_C1(

@@ -13,7 +13,9 @@
 
 #include "cpu/vectors_x86.h"
 #include "state/encoder_state.h"
+#include "tables/block_coder/bit_joiner.h"
 #include "tables/block_coder/records_x86.h"
+#include "tables/block_coder/stuffing_x86.h"
 
 #ifdef __AVX2__
 
@@ -75,27 +77,6 @@ struct SixteenRecords {
     }
 };
 #endif
-
-/// Bits on their way to memory, without stuffing. Of the eight bytes that a put stores only whole ones
-/// are passed; the up to 7 bits after them are stored again by the next.
-struct BitJoiner {
-    static constexpr int64_t kMaxLength = 56;
-
-    uint8_t* out;
-    uint64_t bits; // from bit 63 down
-    uint64_t held; // 0..7
-
-    /// Adds length (0..56) bits; word has no others.
-    VELA_INLINE void put(uint64_t word, uint64_t length) {
-        const uint64_t total = held + length;
-        bits |= word << ((64 - total) % 64); // nothing is added where nothing is held
-        const uint64_t bytes = __builtin_bswap64(bits);
-        __builtin_memcpy(out, &bytes, 8);
-        out += total / 8;
-        bits <<= total / 8 * 8;
-        held = total % 8;
-    }
-};
 
 /// Code words with their lengths, in 64-bit elements.
 template <class V>
@@ -166,27 +147,6 @@ VELA_INLINE void putRecords(BitJoiner& joiner, const Records& records, int32_t f
         joiner.put(bits[i], lengths[i]);
 }
 
-/// Copies bytes and puts a zero after every byte of ones (T.81 F.1.2.3); may write Isa::bytes more.
-/// Returns the end.
-template <class Isa, class V = typename Isa::V>
-uint8_t* stuff(const uint8_t* from, const uint8_t* end, uint8_t* out) {
-    while (from < end) {
-        int64_t count = end - from < Isa::bytes ? end - from : Isa::bytes;
-        const V copied = V::load(from);
-        copied.store(out);
-        const uint64_t ones =
-            _bzhi_u64(equalBits8(copied, V::set8(-1)), static_cast<uint32_t>(count));
-        if (__builtin_expect(ones != 0, false)) {
-            count = __builtin_ctzll(ones) + 1;
-            out[count] = 0;
-            out++;
-        }
-        from += count;
-        out += count;
-    }
-    return out;
-}
-
 /// MCUs first..end - 1, of up to kMaxBlocksPerMcu blocks altogether.
 template <class Isa, AddBlock addBlock>
 VELA_INLINE int32_t encodeGroup(const BlockSpec& blocks, int32_t first, int32_t end, uint8_t* dst,
@@ -211,7 +171,7 @@ VELA_INLINE int32_t encodeGroup(const BlockSpec& blocks, int32_t first, int32_t 
     uint8_t* const out = dst + bitPosition / 8;
     if (bitPosition % 8 != 0)
         plain[0] = static_cast<uint8_t>(plain[0] | *out);
-    uint8_t* const last = stuff<Isa>(plain, joiner.out, out);
+    uint8_t* const last = stuff<typename Isa::V>(plain, joiner.out, out);
     *last = *joiner.out;
     return static_cast<int32_t>(last - dst) * 8 + static_cast<int32_t>(joiner.held);
 }

@@ -155,9 +155,13 @@ TEST_P(Kernels, EncodeMcus) {
         const auto pending = static_cast<uint8_t>(start == 0 ? 0 : random() << (8 - start));
         expected.data()[0] = pending;
         actual.data()[0] = pending;
+        PreparedCodes codes;
+        if (GetParam()->prepareCodes != nullptr)
+            GetParam()->prepareCodes(other.blocks, codes);
         const int32_t bits =
-            kPlainRoutines.encodeMcus(plain.blocks, shape.mcuCount, expected.data(), start);
-        ASSERT_EQ(GetParam()->encodeMcus(other.blocks, shape.mcuCount, actual.data(), start), bits)
+            kPlainRoutines.encodeMcus(plain.blocks, codes, shape.mcuCount, expected.data(), start);
+        ASSERT_EQ(GetParam()->encodeMcus(other.blocks, codes, shape.mcuCount, actual.data(), start),
+                  bits)
             << "seed 2, round " << round;
         const auto bytes = static_cast<size_t>(bits + 7) / 8;
         ASSERT_TRUE(sameBytes(std::span(expected.data(), bytes), std::span(actual.data(), bytes)))
