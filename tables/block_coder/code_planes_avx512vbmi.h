@@ -19,13 +19,15 @@ constexpr int32_t kWordBits = 27;
 constexpr int32_t kWordMask = (1 << kWordBits) - 1;
 
 /// The words of both pairs of tables, byte by byte: three registers hold a byte of all places of a pair.
-struct CodePlanes {
-    static constexpr int32_t kPlaces = 192;
-    static constexpr int32_t kNoPlace =
-        kPlaces - 1; // no code, of length 0; no DC difference has 15 bits
-    alignas(64) uint8_t of[2][4][kPlaces];
-};
-static_assert(sizeof(CodePlanes) <= sizeof(PreparedCodes));
+constexpr int32_t kPlaces = 192;
+constexpr int32_t kNoPlace = kPlaces - 1; // nothing, of length 0; no DC difference has 15 bits
+static_assert(2 * 4 * kPlaces <= sizeof(PreparedCodes));
+
+/// Byte p of the words of pair t.
+template <class Codes>
+VELA_INLINE auto* planeOf(Codes& codes, int32_t t, int32_t p) {
+    return codes.memory + (4 * t + p) * kPlaces;
+}
 
 /// The words of sixteen entries, of symbols whose sizes are 0..15.
 VELA_INLINE __m512i wordsOf(const uint32_t* entries) {
@@ -38,22 +40,22 @@ VELA_INLINE __m512i wordsOf(const uint32_t* entries) {
                            _mm512_slli_epi32(length, kWordBits));
 }
 
-inline void preparePlanes(const BlockSpec& blocks, CodePlanes& planes) {
+inline void preparePlanes(const BlockSpec& blocks, PreparedCodes& codes) {
     const int32_t last = blocks.blockCount - 1;
     for (int32_t t = 0; t < 2; t++) {
         const uint32_t* const ac = blocks.blockAcTable[t * last]->entry;
         const uint32_t* const dc = blocks.blockDcTable[t * last]->entry;
         const auto put = [&](__m512i words, int32_t place) {
             for (int32_t p = 0; p < 4; p++, words = _mm512_srli_epi32(words, 8))
-                _mm_storeu_si128(reinterpret_cast<__m128i*>(&planes.of[t][p][place]),
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(planeOf(codes, t, p) + place),
                                  _mm512_cvtepi32_epi8(words));
         };
         for (int32_t run = 0; run < 16;
              run++) // those of larger sizes than there are: of the next run
             put(wordsOf(ac + 16 * run), kSizes * run);
         put(wordsOf(dc), kDcPlaces);
-        for (uint8_t(&plane)[CodePlanes::kPlaces] : planes.of[t])
-            plane[CodePlanes::kNoPlace] = 0;
+        for (int32_t p = 0; p < 4; p++)
+            planeOf(codes, t, p)[kNoPlace] = 0;
     }
 }
 
@@ -69,18 +71,18 @@ struct CodeWords {
 };
 
 VELA_INLINE CodeWords codeWordsOf(const Records& records, int32_t from, int32_t left,
-                                  const CodePlanes& planes) {
+                                  const PreparedCodes& codes) {
     const uint64_t lanes = _bzhi_u64(~uint64_t{0}, static_cast<uint32_t>(left));
-    const __m512i places = _mm512_mask_loadu_epi8(
-        _mm512_set1_epi8(static_cast<char>(CodePlanes::kNoPlace)), lanes, records.places + from);
+    const __m512i places = _mm512_mask_loadu_epi8(_mm512_set1_epi8(static_cast<char>(kNoPlace)),
+                                                  lanes, records.places + from);
     const __m512i rest = _mm512_maskz_loadu_epi8(lanes, records.rest + from);
     const __m512i bits = _mm512_maskz_loadu_epi8(lanes, records.bits + from);
     const __mmask64 upper = _mm512_movepi8_mask(places); // places from 128 on
     const __mmask64 other = _mm512_movepi8_mask(rest);
 
     const auto lookUp = [&](int32_t p) {
-        const uint8_t* const one = planes.of[0][p];
-        const uint8_t* const two = planes.of[1][p];
+        const uint8_t* const one = planeOf(codes, 0, p);
+        const uint8_t* const two = planeOf(codes, 1, p);
         const __m512i lower =
             _mm512_permutex2var_epi8(_mm512_load_si512(one), places, _mm512_load_si512(one + 64));
         const __m512i lowerOfTwo =

@@ -1,6 +1,4 @@
 // The baseline coder of each instruction set.
-#include <new>
-
 #include "state/kernels.h"
 
 #if defined __ARM_NEON
@@ -18,15 +16,14 @@ namespace vela::VELA_ISA {
 
 #ifdef __AVX512VBMI2__
 void prepareCodes(const BlockSpec& blocks, PreparedCodes& codes) {
-    preparePlanes(blocks, *new (codes.memory) CodePlanes);
+    preparePlanes(blocks, codes);
 }
 #endif
 
 int32_t encodeMcus(const BlockSpec& blocks, [[maybe_unused]] const PreparedCodes& codes,
                    int32_t mcuCount, uint8_t* dst, int32_t bitPosition) {
 #if defined __AVX512VBMI2__
-    return encodeByLookup(blocks, *reinterpret_cast<const CodePlanes*>(codes.memory), mcuCount, dst,
-                          bitPosition);
+    return encodeByLookup(blocks, codes, mcuCount, dst, bitPosition);
 #elif defined __AVX512BW__
     return encodeByRecords<SixteenRecords, addOneByOne<Scan512>>(blocks, mcuCount, dst,
                                                                  bitPosition);

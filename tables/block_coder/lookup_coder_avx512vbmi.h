@@ -159,7 +159,7 @@ VELA_INLINE void putChunk(BitStream& stream, const CodeWords& codeWords, int32_t
 }
 
 /// MCUs first..end - 1, of up to kGroupBlocks blocks altogether.
-VELA_INLINE int32_t encodeGroup(const BlockSpec& blocks, const CodePlanes& planes, int32_t first,
+VELA_INLINE int32_t encodeGroup(const BlockSpec& blocks, const PreparedCodes& codes, int32_t first,
                                 int32_t end, uint8_t* dst, int32_t bitPosition) {
     Records records;
     int32_t count = 0;
@@ -179,7 +179,7 @@ VELA_INLINE int32_t encodeGroup(const BlockSpec& blocks, const CodePlanes& plane
     stream.setPending(held == 0 ? 0 : static_cast<uint64_t>(*out >> (8 - held)));
     for (int32_t from = 0; from < count; from += kChunk) {
         const int32_t left = count - from < kChunk ? count - from : kChunk;
-        putChunk(stream, codeWordsOf(records, from, left, planes), left);
+        putChunk(stream, codeWordsOf(records, from, left, codes), left);
     }
     const uint8_t* const end8 = plain + stream.position / 8;
     uint8_t* const last = stuff<V512>(plain, end8, out);
@@ -188,12 +188,12 @@ VELA_INLINE int32_t encodeGroup(const BlockSpec& blocks, const CodePlanes& plane
     return static_cast<int32_t>(last - dst) * 8 + rest;
 }
 
-VELA_INLINE int32_t encodeByLookup(const BlockSpec& blocks, const CodePlanes& planes,
+VELA_INLINE int32_t encodeByLookup(const BlockSpec& blocks, const PreparedCodes& codes,
                                    int32_t mcuCount, uint8_t* dst, int32_t bitPosition) {
     const int32_t atOnce = kGroupBlocks / blocks.blockCount;
     for (int32_t first = 0; first < mcuCount; first += atOnce) {
         const int32_t end = first + atOnce < mcuCount ? first + atOnce : mcuCount;
-        bitPosition = encodeGroup(blocks, planes, first, end, dst, bitPosition);
+        bitPosition = encodeGroup(blocks, codes, first, end, dst, bitPosition);
     }
     return bitPosition;
 }
