@@ -13,7 +13,6 @@ struct V128 {
 
     VELA_INLINE friend V128 add16(V128 a, V128 b) { return {vaddq_s16(a.raw, b.raw)}; }
     VELA_INLINE friend V128 sub16(V128 a, V128 b) { return {vsubq_s16(a.raw, b.raw)}; }
-    VELA_INLINE friend V128 addSaturated16(V128 a, V128 b) { return {vqaddq_s16(a.raw, b.raw)}; }
 };
 
 } // namespace

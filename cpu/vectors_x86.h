@@ -44,14 +44,15 @@ namespace {
     VELA_INLINE friend V sub16(V a, V b) {                                            \
         return {prefix##_sub_epi16(a.raw, b.raw)};                                    \
     }                                                                                 \
-    VELA_INLINE friend V addSaturated16(V a, V b) {                                   \
-        return {prefix##_adds_epi16(a.raw, b.raw)};                                   \
-    }                                                                                 \
     VELA_INLINE friend V multiplyLow16(V a, V b) {                                    \
         return {prefix##_mullo_epi16(a.raw, b.raw)};                                  \
     }                                                                                 \
     VELA_INLINE friend V multiplyHigh16(V a, V b) {                                   \
         return {prefix##_mulhi_epi16(a.raw, b.raw)};                                  \
+    }                                                                                 \
+    /* (a * b / 2^14 + 1) / 2, both rounded down */                                   \
+    VELA_INLINE friend V multiplyRounded16(V a, V b) {                                \
+        return {prefix##_mulhrs_epi16(a.raw, b.raw)};                                 \
     }                                                                                 \
     VELA_INLINE friend V absolute16(V a) {                                            \
         return {prefix##_abs_epi16(a.raw)};                                           \

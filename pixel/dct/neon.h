@@ -22,7 +22,9 @@ struct Factors {
     }
     VELA_INLINE V128 cosPi4(V128 x) const { return {vqdmulhq_lane_s16(x.raw, constants, 0)}; }
     VELA_INLINE V128 sinPi8(V128 x) const { return {vqdmulhq_lane_s16(x.raw, constants, 1)}; }
-    VELA_INLINE V128 halfSum(V128 x) const { return {vqdmulhq_lane_s16(x.raw, constants, 2)}; }
+    VELA_INLINE V128 sum(V128 x) const {
+        return {vqdmulhq_lane_s16(vqaddq_s16(x.raw, x.raw), constants, 2)};
+    }
     VELA_INLINE V128 difference(V128 x) const { return {vqdmulhq_lane_s16(x.raw, constants, 3)}; }
 };
 

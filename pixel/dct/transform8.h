@@ -35,7 +35,7 @@ VELA_INLINE void transform8(V (&d)[8], const Factors& by) {
     const V p12 = add16(t6, t7);
     const V z5 = by.sinPi8(sub16(p10, p12));
     const V z2 = add16(by.difference(p10), z5);
-    const V z4 = add16(by.halfSum(addSaturated16(p12, p12)), z5);
+    const V z4 = add16(by.sum(p12), z5);
     const V z3 = by.cosPi4(p11);
     const V z11 = add16(t7, z3);
     const V z13 = sub16(t7, z3);

@@ -78,7 +78,10 @@ template <class V>
 struct Factors {
     VELA_INLINE V cosPi4(V x) const { return mulQ15<kCosPi4>(x); }
     VELA_INLINE V sinPi8(V x) const { return mulQ15<kSinPi8>(x); }
-    VELA_INLINE V halfSum(V x) const { return mulQ15<kHalfSum>(x); }
+    VELA_INLINE V sum(V x) const { // x * 4c / 2^16, 4c being above 2^16
+        static_assert(4 * kHalfSum - 65536 < 32768);
+        return add16(multiplyHigh16(x, V::set16(4 * kHalfSum - 65536)), x);
+    }
     VELA_INLINE V difference(V x) const { return mulQ15<kDifference>(x); }
 };
 
@@ -113,6 +116,12 @@ VELA_INLINE void transposeLanes(V (&d)[8]) {
     d[7] = unpackHigh64(b3, b7);
 }
 
+/// (x + 1) / 2, rounded down: the instruction's (x * 2^14 / 2^14 + 1) / 2.
+template <class V>
+VELA_INLINE V halveRounded(V x) {
+    return multiplyRounded16(x, V::set16(1 << 14));
+}
+
 /// Elements 0..3 of each lane, then 4..7.
 template <class V>
 VELA_INLINE V setHalves(int32_t low, int32_t high) {
@@ -138,7 +147,7 @@ VELA_INLINE void transformBlocks(int16_t* const blocks[], const int16_t* quant) 
     for (int32_t u = 0; u < 8; u++) {
         const V scaled = multiplyLow16(d[u], preScale<V>(u));
         const V product = multiplyHigh16(scaled, V::toAllLanes(V128::load(quant + 8 * u)));
-        Group::store(blocks, 8 * u, shiftRightSigned16<1>(add16(product, V::set16(1))));
+        Group::store(blocks, 8 * u, halveRounded(product));
     }
 }
 
