@@ -27,7 +27,10 @@ struct OneBlock {
     static constexpr int32_t blocks = 1;
 
     static V load(int16_t* const block[], int32_t element) { return V::load(block[0] + element); }
-    static void store(int16_t* const block[], int32_t element, V x) { x.store(block[0] + element); }
+    static void store(int16_t* const block[], const V (&d)[8]) {
+        for (int32_t u = 0; u < 8; u++)
+            d[u].store(block[0] + 8 * u);
+    }
 };
 
 #ifdef __AVX2__
@@ -40,9 +43,11 @@ struct TwoBlocks {
     static V load(int16_t* const block[], int32_t element) {
         return V::join(Half::load(block, element), Half::load(block + 1, element));
     }
-    static void store(int16_t* const block[], int32_t element, V x) {
-        Half::store(block, element, x.low());
-        Half::store(block + 1, element, x.high());
+    static void store(int16_t* const block[], const V (&d)[8]) {
+        for (int32_t u = 0; u < 8; u++) {
+            d[u].low().store(block[0] + 8 * u);
+            d[u].high().store(block[1] + 8 * u);
+        }
     }
 };
 #endif
@@ -57,9 +62,18 @@ struct FourBlocks {
     static V load(int16_t* const block[], int32_t element) {
         return V::join(Half::load(block, element), Half::load(block + 2, element));
     }
-    static void store(int16_t* const block[], int32_t element, V x) {
-        Half::store(block, element, x.low());
-        Half::store(block + 2, element, x.high());
+    /// Four rows of a block at once: the lanes of u..u + 3 are transposed.
+    static void store(int16_t* const block[], const V (&d)[8]) {
+        for (int32_t u = 0; u < 8; u += 4) {
+            const __m512i a0 = _mm512_shuffle_i64x2(d[u].raw, d[u + 1].raw, 0x44); // 00 01 10 11
+            const __m512i a1 = _mm512_shuffle_i64x2(d[u].raw, d[u + 1].raw, 0xEE); // 02 03 12 13
+            const __m512i a2 = _mm512_shuffle_i64x2(d[u + 2].raw, d[u + 3].raw, 0x44);
+            const __m512i a3 = _mm512_shuffle_i64x2(d[u + 2].raw, d[u + 3].raw, 0xEE);
+            V{_mm512_shuffle_i64x2(a0, a2, 0x88)}.store(block[0] + 8 * u); // 00 10 20 30
+            V{_mm512_shuffle_i64x2(a0, a2, 0xDD)}.store(block[1] + 8 * u);
+            V{_mm512_shuffle_i64x2(a1, a3, 0x88)}.store(block[2] + 8 * u);
+            V{_mm512_shuffle_i64x2(a1, a3, 0xDD)}.store(block[3] + 8 * u);
+        }
     }
 };
 #endif
@@ -147,8 +161,9 @@ VELA_INLINE void transformBlocks(int16_t* const blocks[], const int16_t* quant) 
     for (int32_t u = 0; u < 8; u++) {
         const V scaled = multiplyLow16(d[u], preScale<V>(u));
         const V product = multiplyHigh16(scaled, V::toAllLanes(V128::load(quant + 8 * u)));
-        Group::store(blocks, 8 * u, halveRounded(product));
+        d[u] = halveRounded(product);
     }
+    Group::store(blocks, d);
 }
 
 /// Fewer blocks than Group takes.
