@@ -26,8 +26,11 @@ struct OneBlock {
     using V = V128;
     static constexpr int32_t blocks = 1;
 
-    static V load(int16_t* const block[], int32_t element) { return V::load(block[0] + element); }
-    static void store(int16_t* const block[], const V (&d)[8]) {
+    static void load(int16_t* const block[], V (&d)[8]) {
+        for (int32_t y = 0; y < 8; y++)
+            d[y] = V::load(block[0] + 8 * y);
+    }
+    static void store(int16_t* const block[], V (&d)[8]) {
         for (int32_t u = 0; u < 8; u++)
             d[u].store(block[0] + 8 * u);
     }
@@ -40,10 +43,11 @@ struct TwoBlocks {
     using Half = OneBlock;
     static constexpr int32_t blocks = 2;
 
-    static V load(int16_t* const block[], int32_t element) {
-        return V::join(Half::load(block, element), Half::load(block + 1, element));
+    static void load(int16_t* const block[], V (&d)[8]) {
+        for (int32_t y = 0; y < 8; y++)
+            d[y] = V::join(V128::load(block[0] + 8 * y), V128::load(block[1] + 8 * y));
     }
-    static void store(int16_t* const block[], const V (&d)[8]) {
+    static void store(int16_t* const block[], V (&d)[8]) {
         for (int32_t u = 0; u < 8; u++) {
             d[u].low().store(block[0] + 8 * u);
             d[u].high().store(block[1] + 8 * u);
@@ -59,21 +63,34 @@ struct FourBlocks {
     using Half = TwoBlocks;
     static constexpr int32_t blocks = 4;
 
-    static V load(int16_t* const block[], int32_t element) {
-        return V::join(Half::load(block, element), Half::load(block + 2, element));
-    }
-    /// Four rows of a block at once: the lanes of u..u + 3 are transposed.
-    static void store(int16_t* const block[], const V (&d)[8]) {
-        for (int32_t u = 0; u < 8; u += 4) {
-            const __m512i a0 = _mm512_shuffle_i64x2(d[u].raw, d[u + 1].raw, 0x44); // 00 01 10 11
-            const __m512i a1 = _mm512_shuffle_i64x2(d[u].raw, d[u + 1].raw, 0xEE); // 02 03 12 13
-            const __m512i a2 = _mm512_shuffle_i64x2(d[u + 2].raw, d[u + 3].raw, 0x44);
-            const __m512i a3 = _mm512_shuffle_i64x2(d[u + 2].raw, d[u + 3].raw, 0xEE);
-            V{_mm512_shuffle_i64x2(a0, a2, 0x88)}.store(block[0] + 8 * u); // 00 10 20 30
-            V{_mm512_shuffle_i64x2(a0, a2, 0xDD)}.store(block[1] + 8 * u);
-            V{_mm512_shuffle_i64x2(a1, a3, 0x88)}.store(block[2] + 8 * u);
-            V{_mm512_shuffle_i64x2(a1, a3, 0xDD)}.store(block[3] + 8 * u);
+    // Four rows of a block at once, of which the lanes are transposed:
+    //
+    //     block 0, rows 0..3:  00 01 02 03        row 0 of blocks 0..3:  00 10 20 30
+    //     block 1:             10 11 12 13   to   row 1:                 01 11 21 31
+    //     ..                                      ..
+    static void load(int16_t* const block[], V (&d)[8]) {
+        for (int32_t y = 0; y < 8; y += 4) {
+            for (int32_t b = 0; b < 4; b++)
+                d[y + b] = V::load(block[b] + 8 * y);
+            transposeFour(&d[y]);
         }
+    }
+    static void store(int16_t* const block[], V (&d)[8]) {
+        for (int32_t u = 0; u < 8; u += 4) {
+            transposeFour(&d[u]);
+            for (int32_t b = 0; b < 4; b++)
+                d[u + b].store(block[b] + 8 * u);
+        }
+    }
+    VELA_INLINE static void transposeFour(V* d) {
+        const __m512i a0 = _mm512_shuffle_i64x2(d[0].raw, d[1].raw, 0x44); // 00 01 10 11
+        const __m512i a1 = _mm512_shuffle_i64x2(d[0].raw, d[1].raw, 0xEE); // 02 03 12 13
+        const __m512i a2 = _mm512_shuffle_i64x2(d[2].raw, d[3].raw, 0x44); // 20 21 30 31
+        const __m512i a3 = _mm512_shuffle_i64x2(d[2].raw, d[3].raw, 0xEE); // 22 23 32 33
+        d[0] = {_mm512_shuffle_i64x2(a0, a2, 0x88)};                       // 00 10 20 30
+        d[1] = {_mm512_shuffle_i64x2(a0, a2, 0xDD)};                       // 01 11 21 31
+        d[2] = {_mm512_shuffle_i64x2(a1, a3, 0x88)};
+        d[3] = {_mm512_shuffle_i64x2(a1, a3, 0xDD)};
     }
 };
 #endif
@@ -153,8 +170,7 @@ template <class Group>
 VELA_INLINE void transformBlocks(int16_t* const blocks[], const int16_t* quant) {
     using V = typename Group::V;
     V d[8];
-    for (int32_t y = 0; y < 8; y++)
-        d[y] = Group::load(blocks, 8 * y);
+    Group::load(blocks, d);
     transform8(d, Factors<V>{});
     transposeLanes(d);
     transform8(d, Factors<V>{});
