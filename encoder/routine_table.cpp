@@ -13,7 +13,7 @@ constexpr RoutineTable kRoutines = {
     .batchBlocks = 0,
 #endif
     .transformMcus = transformMcus,
-#ifdef __AVX512VBMI2__
+#ifdef __AVX2__
     .prepareCodes = prepareCodes,
 #else
     .prepareCodes = nullptr,

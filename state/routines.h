@@ -18,7 +18,7 @@ using TransformMcus = void(const BlockSpec& blocks, int32_t mcuCount);
 /// The code tables of a scan's blocks, in the form in which the instruction set's kernel looks them up.
 struct PreparedCodes {
 #ifdef __x86_64__
-    alignas(64) uint8_t memory[1536];
+    alignas(64) uint8_t memory[3136];
 #endif
 };
 using PrepareCodes = void(const BlockSpec& blocks, PreparedCodes& codes);

@@ -7,16 +7,19 @@
 #include "tables/block_coder/lookup_coder_avx512vbmi.h"
 #elif defined __AVX2__
 #include "tables/block_coder/record_coder_x86.h"
-#include "tables/block_coder/zigzag_x86.h"
 #else
 #include "tables/block_coder/value_coder_x86.h"
 #endif
 
 namespace vela::VELA_ISA {
 
-#ifdef __AVX512VBMI2__
+#ifdef __AVX2__
 void prepareCodes(const BlockSpec& blocks, PreparedCodes& codes) {
+#ifdef __AVX512VBMI2__
     preparePlanes(blocks, codes);
+#else
+    prepareEntries(blocks, codes);
+#endif
 }
 #endif
 
@@ -25,10 +28,9 @@ int32_t encodeMcus(const BlockSpec& blocks, [[maybe_unused]] const PreparedCodes
 #if defined __AVX512VBMI2__
     return encodeByLookup(blocks, codes, mcuCount, dst, bitPosition);
 #elif defined __AVX512BW__
-    return encodeByRecords<SixteenRecords, addOneByOne<Scan512>>(blocks, mcuCount, dst,
-                                                                 bitPosition);
+    return encodeByRecords<SixteenRecords>(blocks, codes, mcuCount, dst, bitPosition);
 #elif defined __AVX2__
-    return encodeByRecords<EightRecords, addOneByOne<Scan128>>(blocks, mcuCount, dst, bitPosition);
+    return encodeByRecords<EightRecords>(blocks, codes, mcuCount, dst, bitPosition);
 #else
     return encodeByValues<encodeBlock>(blocks, mcuCount, dst, bitPosition);
 #endif
