@@ -1,9 +1,14 @@
 #include "cli/batch.h"
 
+#include <dirent.h>
+
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <filesystem>
 #include <map>
+#include <memory>
+#include <string_view>
 #include <thread>
 
 #include "cli/encode.h"
@@ -38,20 +43,40 @@ struct Found {
     fs::path below;
 };
 
+/// Adds what is in a folder; false where it could not be read to its end. Not by std::filesystem, whose iterator
+/// ends the process where it has no memory (GCC 12).
+bool readFolder(const fs::path& folder, std::vector<fs::path>& entries) {
+    struct Close {
+        void operator()(DIR* one) const { closedir(one); }
+    };
+    const std::unique_ptr<DIR, Close> open(opendir(folder.c_str()));
+    if (!open)
+        return false;
+    for (;;) {
+        errno = 0;
+        const dirent* const entry = readdir(open.get());
+        if (entry == nullptr)
+            return errno == 0;
+        const std::string_view name = entry->d_name;
+        if (name != "." && name != "..")
+            entries.push_back(folder / name);
+    }
+}
+
 /// The pictures of a folder and of the folders in it, in the order of their names. What cannot be read is
 /// listed as well, so that it is reported in its turn and the others are done.
 void listFolder(const fs::path& folder, const fs::path& below, const Options& options,
                 std::vector<Found>& found) {
-    std::error_code error;
     std::vector<fs::path> entries;
-    for (fs::directory_iterator at(folder, error), end; !error && at != end; at.increment(error))
-        entries.push_back(at->path());
-    if (error)
+    if (!readFolder(folder, entries))
         found.push_back({folder.string(), below.parent_path()});
     std::sort(entries.begin(), entries.end());
     for (const fs::path& entry : entries) {
         std::error_code ignored;
-        if (fs::is_directory(fs::symlink_status(entry, ignored)))
+        const fs::file_type type = fs::symlink_status(entry, ignored).type();
+        if (type == fs::file_type::none)
+            found.push_back({entry.string(), below});
+        else if (type == fs::file_type::directory)
             listFolder(entry, below / entry.filename(), options, found);
         else if (isPictureName(entry, options) && !isOther(fs::status(entry, ignored)))
             found.push_back({entry.string(), below});
@@ -126,26 +151,26 @@ bool runJobs(const Options& options, const std::vector<Job>& jobs) {
                 try {
                     encoder.encode(jobs[i].input, jobs[i].target);
                 } catch (const std::bad_alloc&) {
-                    report.failed(jobs[i].input, "not enough memory for " + jobs[i].input);
+                    report.failed(jobs[i].input, "not enough memory for ", jobs[i].input);
                 } catch (const std::exception& error) {
                     report.failed(jobs[i].input, error.what());
                 }
                 report.fileDone();
             }
-        } catch (const std::exception& error) {
-            report.failed("", error.what());
+        } catch (const std::bad_alloc&) {
+            report.failed({}, "not enough memory");
         }
     };
     const auto cores = std::max(1u, std::thread::hardware_concurrency());
     const size_t threads =
         std::min(jobs.size(), options.jobs == 0 ? size_t{cores} : size_t(options.jobs));
     std::vector<std::thread> others;
-    for (size_t i = 1; i < threads; i++) {
-        try {
+    others.reserve(threads);
+    try {
+        while (others.size() + 1 < threads)
             others.emplace_back(work);
-        } catch (const std::system_error&) {
-            break; // the threads that there are do it all
-        }
+    } catch (
+        const std::exception&) { // no thread, or no memory for it: those that there are do it all
     }
     work();
     for (std::thread& thread : others)

@@ -24,7 +24,7 @@ void InputEncoder::encode(const std::string& input, const std::string& target) {
     const bool counts = options_.outDir.empty() && !countedName(target, 1).empty();
     const auto nextTarget = [&] { return counts ? countedName(target, counted_ + 1) : target; };
     const auto exists = [&](const std::string& path) {
-        return options_.noClobber && path != "-" && access(path.c_str(), F_OK) == 0;
+        return options_.noClobber && path != "-" && isThere(access(path.c_str(), F_OK), path);
     };
     if (!counts && exists(target)) {
         report_.skipped(target);
@@ -126,7 +126,8 @@ Facts InputEncoder::encodePicture(PictureSource& source, const std::string& inpu
         throw Failure("cannot encode " + (input.empty() ? source.formatName() : input) +
                       ": no quality gives a file of " + std::to_string(options.maxBytes) +
                       " bytes or less");
-    if (status == ENC_STATUS_NOMEM)
+    if (status == ENC_STATUS_NOMEM &&
+        !std::string_view(velaErrorText(encoder_.get())).starts_with("threads"))
         throw std::bad_alloc();
     if (status != ENC_STATUS_OK)
         throw Failure("cannot encode " + (input.empty() ? source.formatName() : input) + ": " +

@@ -30,7 +30,8 @@ bool encodeOne(const Options& options, const Job& job) {
 /// All pictures of all inputs, which one that fails ends: half a picture in the stream would spoil the rest.
 void encodeStream(const Options& options, const std::vector<Job>& jobs) {
     Report report(options, 1);
-    if (options.noClobber && options.output != "-" && access(options.output.c_str(), F_OK) == 0) {
+    if (options.noClobber && options.output != "-" &&
+        isThere(access(options.output.c_str(), F_OK), options.output)) {
         report.skipped(options.output);
         return;
     }
@@ -61,12 +62,12 @@ int run(int argc, char** argv) {
         prepareForSignals();
         return encode(*options) ? kDone : kFailed;
     } catch (const UsageError& error) {
-        printErrorLine(std::string("velajpeg: ") + error.what() + " (see velajpeg --help)");
+        printErrorLine("velajpeg: ", error.what(), " (see velajpeg --help)");
         return kWrongUsage;
     } catch (const std::bad_alloc&) {
         printErrorLine("velajpeg: not enough memory");
     } catch (const std::exception& error) {
-        printErrorLine(std::string("velajpeg: ") + error.what());
+        printErrorLine("velajpeg: ", error.what());
     }
     return kFailed;
 }

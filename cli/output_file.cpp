@@ -113,11 +113,17 @@ std::string folderOf(const std::string& path) {
 
 bool isSameFile(const struct stat& a, const std::string& input) {
     struct stat b {};
-    return (input == "-" ? fstat(STDIN_FILENO, &b) : stat(input.c_str(), &b)) == 0 &&
+    return isThere(input == "-" ? fstat(STDIN_FILENO, &b) : stat(input.c_str(), &b), input) &&
            S_ISREG(a.st_mode) && a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
 } // namespace
+
+bool isThere(int result, const std::string& name) {
+    if (result != 0 && errno != ENOENT && errno != ENOTDIR)
+        throw Failure("cannot look at " + name + ": " + std::strerror(errno));
+    return result == 0;
+}
 
 void prepareForSignals() {
     std::signal(SIGPIPE, SIG_IGN);
@@ -137,8 +143,8 @@ void prepareForSignals() {
 OutputFile::OutputFile(const std::string& target, const std::string* input)
     : name_(target == "-" ? "standard output" : target) {
     struct stat info {};
-    const bool exists =
-        target == "-" ? fstat(STDOUT_FILENO, &info) == 0 : stat(target.c_str(), &info) == 0;
+    const bool exists = target == "-" ? fstat(STDOUT_FILENO, &info) == 0
+                                      : isThere(stat(target.c_str(), &info), name_);
     if (exists && input != nullptr && isSameFile(info, *input))
         throw Failure("cannot write " + name_ + ": it is the input file");
     if (exists && S_ISDIR(info.st_mode))
@@ -150,12 +156,14 @@ OutputFile::OutputFile(const std::string& target, const std::string* input)
     } else {
         std::string path = target;
         struct stat link {};
-        if (lstat(target.c_str(), &link) == 0 && S_ISLNK(link.st_mode)) {
+        if (isThere(lstat(target.c_str(), &link), name_) && S_ISLNK(link.st_mode)) {
             if (!exists)
                 throw Failure("cannot write " + name_ + ": it is a link that leads nowhere");
             const std::unique_ptr<char, decltype(&std::free)> resolved(
                 realpath(target.c_str(), nullptr), &std::free);
-            path = resolved ? resolved.get() : target;
+            if (!resolved)
+                fail("write", errno);
+            path = resolved.get();
         }
         if (exists && access(target.c_str(), W_OK) != 0)
             fail("write", errno);
@@ -175,12 +183,13 @@ OutputFile::OutputFile(const std::string& target, const std::string* input)
 }
 
 OutputFile::~OutputFile() {
-    if (descriptor_ >= 0)
-        close(descriptor_);
     removeTemporary();
 }
 
 void OutputFile::removeTemporary() {
+    if (descriptor_ >= 0)
+        close(descriptor_);
+    descriptor_ = -1;
     if (!temporary_.empty())
         unlink(temporary_.c_str());
     freeSlot(slot_);

@@ -14,6 +14,10 @@ namespace cli {
 /// closed pipe and a file that is too large failed writes as any other. Once, before the first file.
 void prepareForSignals();
 
+/// Whether a call that has looked at a file has found it; throws Failure where that cannot be known, since what is
+/// taken for not there would be written over.
+bool isThere(int result, const std::string& name);
+
 /// A regular file is written beside its target and takes the target's name in commit, with the mode and the
 /// owner of the file that was there; until then that one stays as it is, and without commit the temporary file
 /// disappears. Links are followed; one that leads nowhere is refused. Standard output ("-"), devices and

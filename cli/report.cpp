@@ -31,11 +31,20 @@ std::string number(const char* format, double value) {
 
 } // namespace
 
-void printErrorLine(std::string text) {
-    for (char& c : text)
-        if (static_cast<unsigned char>(c) < ' ' || c == '\x7f')
-            c = '?';
-    std::fprintf(stderr, "%s\n", text.c_str());
+void printErrorLine(std::string_view first, std::string_view second,
+                    std::string_view third) noexcept {
+    char line[8192]; // a longer one comes in several pieces
+    size_t used = 0;
+    for (const std::string_view part : {first, second, third})
+        for (const char c : part) {
+            if (used == sizeof line - 1) {
+                std::fwrite(line, 1, used, stderr);
+                used = 0;
+            }
+            line[used++] = static_cast<unsigned char>(c) < ' ' || c == '\x7f' ? '?' : c;
+        }
+    line[used++] = '\n';
+    std::fwrite(line, 1, used, stderr);
 }
 
 Report::Report(const Options& options, size_t many)
@@ -46,9 +55,9 @@ Report::~Report() {
     eraseBar();
 }
 
-void Report::printLine(std::string text) {
+void Report::printLine(std::string_view text) {
     eraseBar();
-    printErrorLine(std::move(text));
+    printErrorLine(text);
 }
 
 void Report::encoded(const Facts& facts) {
@@ -90,14 +99,20 @@ void Report::encoded(const Facts& facts) {
               number("%.1f ms", 1000 * seconds(facts.time)));
 }
 
-void Report::failed(const std::string& input, const std::string& message) {
+void Report::failed(const std::string& input, std::string_view message,
+                    std::string_view more) noexcept {
     const std::lock_guard lock(mutex_);
     failures_++;
-    printLine("velajpeg: " + message);
-    if (options_.json && !input.empty()) {
-        const nlohmann::json object = {{"input", input}, {"error", message}};
+    eraseBar();
+    printErrorLine("velajpeg: ", message, more);
+    if (!options_.json || input.empty())
+        return;
+    try {
+        const nlohmann::json object = {{"input", input},
+                                       {"error", std::string(message).append(more)}};
         std::fprintf(options_.output == "-" ? stderr : stdout, "%s\n",
                      object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
+    } catch (const std::bad_alloc&) { // the line has said it
     }
 }
 

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <mutex>
 #include <string>
+#include <string_view>
 
 #include "cli/options.h"
 
@@ -34,7 +35,9 @@ public:
 
     // From any thread.
     void encoded(const Facts& facts);
-    void failed(const std::string& input, const std::string& message);
+    /// The reason is message and more. Needs no memory for its line.
+    void failed(const std::string& input, std::string_view message,
+                std::string_view more = {}) noexcept;
     void skipped(const std::string& output);
     void fileDone(); // whatever came of it
 
@@ -42,7 +45,7 @@ public:
     bool finish();
 
 private:
-    void printLine(std::string text);
+    void printLine(std::string_view text);
     void drawBar();
     void eraseBar();
 
@@ -56,8 +59,10 @@ private:
     Clock::time_point start_ = Clock::now(), lastDrawn_{};
 };
 
-/// Whatever the text holds (a file name may hold anything), it comes out as one line of standard error.
-void printErrorLine(std::string text);
+/// Whatever the text holds (a file name may hold anything), it comes out as one line of standard error. Needs no
+/// memory, which may be what has run out.
+void printErrorLine(std::string_view first, std::string_view second = {},
+                    std::string_view third = {}) noexcept;
 
 } // namespace cli
 

@@ -31,6 +31,8 @@ int32_t FileSink::open(const char* path) {
     path_ = path;
     struct stat info {};
     const bool exists = stat(path, &info) == 0;
+    if (!exists && errno != ENOENT && errno != ENOTDIR) // what is there would be written over
+        return fail("look at");
     if (exists && S_ISDIR(info.st_mode)) {
         errno = EISDIR;
         return fail("write");
@@ -42,7 +44,10 @@ int32_t FileSink::open(const char* path) {
     if (exists && access(path, W_OK) != 0)
         return fail("write");
     struct stat link {};
-    if (lstat(path, &link) == 0 && S_ISLNK(link.st_mode)) {
+    const bool found = lstat(path, &link) == 0;
+    if (!found && errno != ENOENT && errno != ENOTDIR)
+        return fail("look at");
+    if (found && S_ISLNK(link.st_mode)) {
         const std::unique_ptr<char, decltype(&std::free)> resolved(realpath(path, nullptr),
                                                                    &std::free);
         if (!resolved) // it leads nowhere
@@ -59,9 +64,10 @@ bool FileSink::openBeside(bool replaces, uint32_t mode, uint32_t user, uint32_t 
         temporary_ =
             path_ + "." + std::to_string(getpid()) + "-" + std::to_string(counter++) + ".tmp";
         descriptor_ = ::open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (descriptor_ < 0 && errno != EEXIST) {
+        if (descriptor_ < 0) { // what is there is somebody else's
             temporary_.clear();
-            return false;
+            if (errno != EEXIST)
+                return false;
         }
     }
     if (replaces) { // what is not allowed stays as it is for a new file

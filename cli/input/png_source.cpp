@@ -65,7 +65,8 @@ private:
     static void onError(png_structp png, png_const_charp message) {
         auto& self = *static_cast<PngSource*>(png_get_error_ptr(png));
         if (self.message_[0] == '\0')
-            std::snprintf(self.message_, sizeof self.message_, "damaged, libpng: %s", message);
+            std::snprintf(self.message_, sizeof self.message_, "%slibpng: %s",
+                          std::strstr(message, "memory") != nullptr ? "" : "damaged, ", message);
         png_longjmp(png, 1);
     }
 
