@@ -5,7 +5,7 @@
 # run for 20 seconds as well; without vector kernels; and for ARMv7, AArch64, s390x (big-endian) and
 # 32-bit x86, under emulation where the machine cannot run them itself; last, examples/firmware is booted
 # on an emulated board. Warnings are errors in all builds.
-#   --long  also without optimisation, two builds that have to be the same bytes, and half an hour with each fuzzer; what they find lies in build/corpus
+#   --long  every allocation of the command fails, not a sample of them; also without optimisation, two builds that have to be the same bytes, and half an hour with each fuzzer; what they find lies in build/corpus
 set -euo pipefail
 source "$(dirname "$0")/common.sh"
 cd "$root"
@@ -13,7 +13,10 @@ cd "$root"
 presets=(ci asan plain armv7 aarch64 s390x i686 firmware firmware-small) fuzz_seconds=0
 case $* in
     '') ;;
-    --long) presets+=(debug) fuzz_seconds=1800 ;;
+    --long)
+        presets+=(debug) fuzz_seconds=1800
+        export VELA_TEST_LONG=1 # tests that take samples take everything
+        ;;
     *) die "usage: scripts/test.sh [--long]" ;;
 esac
 
