@@ -1,5 +1,6 @@
 // The AC packers of each instruction set.
 #include "progressive/ac_packers/masked.h"
+#include "progressive/ac_packers/segments_x86.h"
 #include "state/kernels.h"
 #ifdef __AVX512VBMI2__
 #include "progressive/ac_packers/avx512vbmi.h"
@@ -11,7 +12,9 @@ void packAc(const int16_t* block, const AcScan& first, const AcScan& refine) {
 #if defined __AVX512VBMI2__
     packBytes(block, first, refine);
 #elif defined __AVX512BW__
-    packMasked<Scan512>(block, first, refine);
+    packBySegments<Scan512>(block, first, refine);
+#elif defined __AVX2__
+    packBySegments<Scan128>(block, first, refine);
 #elif defined __ARM_NEON
     packMasked<ScanNeon>(block, first, refine);
 #else
