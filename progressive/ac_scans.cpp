@@ -32,6 +32,28 @@ void encodeShortRecord(uint32_t count, PackedReader& in, ScanGatherer& gatherer)
         gatherer.put(in.byte(), 8);
 }
 
+constexpr int32_t kNewBytes = 5; // of a new coefficient and up to eight correction bits
+
+/// New coefficients while they come, each with the correction bits that may follow it: whether they do
+/// is a matter of chance, so no branch asks for it. The bytes where they would be are read at any rate,
+/// and a mask of ones or zeros keeps them. Both records count as they do one by one.
+void encodeNewCoefficients(PackedReader& in, ScanGatherer& gatherer, const EncodeHuffmanSpec& table,
+                           int32_t& units) {
+    while (units > 1 && in.holds(kNewBytes)) {
+        const uint32_t symbol = in.ahead(0);
+        const uint32_t corrected = 0u - static_cast<uint32_t>(in.ahead(2) == PACK_ESC_BITS8);
+        const uint32_t count = corrected & in.ahead(3);
+        if ((symbol & 15) != 1 || count > 8)
+            return;
+        const uint32_t corrections = corrected & in.ahead(4);
+        const uint32_t entry = table.entry[symbol];
+        const uint32_t code = (entry & 0xFFFF) << 1 | in.ahead(1);
+        gatherer.put(code << count | corrections, static_cast<int32_t>((entry >> 16) + 1 + count));
+        in.pass(static_cast<int32_t>(2 + (corrected & 3)));
+        units -= static_cast<int32_t>(1 + (corrected & 1));
+    }
+}
+
 Status encodeLongRecord(int32_t count, PackedReader& in, ScanOutput& output) {
     const Status status = output.makeRoomForBits(count);
     if (status != ENC_STATUS_OK)
@@ -87,6 +109,9 @@ Status velaEncodeScanData_ACRefine_JPEG(Bitstream_JPEG* out, const Bitstream_JPE
         uint32_t symbol = 0;
         for (int32_t units = output.unitsWithoutFlush(kMaxSymbolBytes); units > 0 && in.more();
              units--) {
+            encodeNewCoefficients(in, gatherer, *acTable, units);
+            if (!in.more())
+                break;
             symbol = in.next();
             if (symbol < PACK_ESC_BITS16) { // a new coefficient has one extra bit, its sign
                 encodeSymbol(symbol, in, gatherer, *acTable);

@@ -141,9 +141,14 @@ Status velaCoeffPack_MCU_JPEG(EncoderState_JPEG* st, const BlockSpec* blocks,
 }
 
 Status velaCoeffPack411Final_JPEG(const int16_t* deferredBlocks, EncoderState_JPEG* st) {
+    const BlockScans& luma = st->blockSpec.blockScan[0];
     for (const int16_t* block = deferredBlocks; block < st->deferredCursor;
          block += kBlockSamples) {
-        const Status status = velaCheckOverflow_JPEG(st);
+        // The first one comes after an MCU, which may have added to any buffer; the others after a block
+        // of luminance.
+        const Status status = block == deferredBlocks || !hasPairs(*st)
+                                  ? velaCheckOverflow_JPEG(st)
+                                  : checkOverflowOf(st, luma.acFirst, luma.acRefine);
         if (status != ENC_STATUS_OK)
             return status;
         packAc(st, block, st->blockSpec, 0);

@@ -45,6 +45,11 @@ public:
 
     uint32_t next() { return *at_++; }
 
+    /// Whether so many bytes can be looked at with ahead(), and then passed.
+    bool holds(int32_t bytes) const { return end_ - at_ >= bytes; }
+    uint32_t ahead(int32_t i) const { return at_[i]; }
+    void pass(int32_t bytes) { at_ += bytes; }
+
     /// Whether a restart marker comes next. It belongs to the unit before it: no room is made between
     /// the two.
     bool atMarker() { return more() && *at_ == kRecordMarker; }

@@ -23,18 +23,26 @@ namespace {
     return ENC_STATUS_OK;
 }
 
+[[nodiscard]] inline Status checkBuffer(Bitstream_JPEG& buffer, EncoderState_JPEG* state) {
+    const bool fits = buffer.cursor - buffer.start <= buffer.size - kScanBufferReserve;
+    return __builtin_expect(fits, true) ? ENC_STATUS_OK : growBuffer(buffer, state);
+}
+
 } // namespace
 
 Status velaCheckOverflow_JPEG(EncoderState_JPEG* state) {
     Bitstream_JPEG* const end = state->scanBuffer + state->scanBufferCount;
     for (Bitstream_JPEG* buffer = state->scanBuffer; buffer < end; buffer++) {
-        if (buffer->cursor - buffer->start <= buffer->size - kScanBufferReserve)
-            continue;
-        const Status status = growBuffer(*buffer, state);
+        const Status status = checkBuffer(*buffer, state);
         if (status != ENC_STATUS_OK)
             return status;
     }
     return ENC_STATUS_OK;
+}
+
+Status checkOverflowOf(EncoderState_JPEG* state, int32_t first, int32_t second) {
+    const Status status = checkBuffer(state->scanBuffer[first], state);
+    return status == ENC_STATUS_OK ? checkBuffer(state->scanBuffer[second], state) : status;
 }
 
 } // namespace vela

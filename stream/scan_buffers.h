@@ -20,4 +20,8 @@ inline constexpr int32_t kScanBufferReserve = 768;
 /// the size would not fit 32 bits.
 [[nodiscard]] Status velaCheckOverflow_JPEG(EncoderState_JPEG* state);
 
+/// The same for two scan buffers, in the order of their numbers: where nothing has been added to others
+/// since all were looked at.
+[[nodiscard]] Status checkOverflowOf(EncoderState_JPEG* state, int32_t first, int32_t second);
+
 } // namespace vela
