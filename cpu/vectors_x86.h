@@ -103,6 +103,9 @@ namespace {
         return {prefix##_srli_epi64(a.raw, n)};                                       \
     }                                                                                 \
     /* of each lane, the lower or upper halves of a and b in turns: a0 b0 a1 b1 .. */ \
+    VELA_INLINE friend V unpackLow8(V a, V b) {                                       \
+        return {prefix##_unpacklo_epi8(a.raw, b.raw)};                                \
+    }                                                                                 \
     VELA_INLINE friend V unpackLow16(V a, V b) {                                      \
         return {prefix##_unpacklo_epi16(a.raw, b.raw)};                               \
     }                                                                                 \

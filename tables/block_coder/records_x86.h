@@ -3,6 +3,7 @@
 
 #include <immintrin.h>
 
+#include <bit>
 #include <cstdint>
 
 #include "cpu/isa.h"
@@ -89,22 +90,97 @@ VELA_INLINE uint32_t* addBlock(uint32_t* to, const int16_t* block, int32_t predi
 
 #else
 
-/// The same one by one, four a turn, so that the number of turns can mostly be predicted: those after the last
-/// one are of no meaning and are overwritten.
+/// The numbers of a byte's bits that are set, next to each other; zeros after them.
+constexpr auto kSetBits = makeTable<uint8_t, 256 * 8>([](int32_t i) {
+    int32_t mask = i / 8;
+    for (int32_t n = i % 8; n > 0; n--)
+        mask &= mask - 1;
+    return mask == 0 ? 0 : std::countr_zero(static_cast<uint32_t>(mask));
+});
+
+/// A block's coefficients in zigzag order as bytes, 16 in each vector: the lower ones of their words, and where
+/// they are not the lower ones' signs alone, the upper ones.
+template <bool wide>
+struct OrderedBytes {
+    V128 low[4];
+    V128 high[wide ? 4 : 1];
+};
+
+/// Those of a block that has coefficients of more than 7 bits.
+VELA_INLINE OrderedBytes<true> wideBytes(const int16_t* block) {
+    const V128 lowByte = V128::set16(0xFF);
+    V128 low[4], high[4];
+    for (int32_t i = 0; i < 4; i++) {
+        const V128 one = V128::load(block + 16 * i), two = V128::load(block + 16 * i + 8);
+        low[i] = packUnsigned16(one & lowByte, two & lowByte);
+        high[i] = packSaturated16(shiftRightSigned16<8>(one), shiftRightSigned16<8>(two));
+    }
+    OrderedBytes<true> bytes;
+    Scan128::order(low, bytes.low);
+    Scan128::order(high, bytes.high);
+    return bytes;
+}
+
+/// Moves those of eight coefficients that are in `taken` next to each other and adds their records:
+///
+///     coefficients 8 g ..   c0 c1 c2 c3 c4 c5 c6 c7     taken: bits 0, 1, 4 and 6
+///     set bits               0  1  4  6  -  -  -  -
+///     words of values       c0 c1 c4 c6  -  -  -  -     the upper halves of the records
+///     words of indices       0  1  4  6  -  -  -  -     and of those + 1, + 8 g: the lower halves
+template <int32_t g, bool wide>
+VELA_INLINE uint32_t* addEight(uint32_t* to, const OrderedBytes<wide>& bytes, uint64_t taken,
+                               V128 tables) {
+    const auto mask = static_cast<uint32_t>(taken >> (8 * g)) & 0xFF;
+    const V128 bits = {
+        _mm_loadl_epi64(reinterpret_cast<const __m128i*>(kSetBits.of + size_t{8} * mask))};
+    const V128 from = g % 2 == 0 ? bits : V128{_mm_add_epi8(bits.raw, _mm_set1_epi8(8))};
+    const V128 low = shuffle8(bytes.low[g / 2], from);
+    const V128 values = wide ? unpackLow8(low, shuffle8(bytes.high[wide ? g / 2 : 0], from))
+                             : V128{_mm_cvtepi8_epi16(low.raw)};
+    const V128 indices = add16(unpackLow8(bits, bits), V128::set16(indexPart(8 * g))) | tables;
+    unpackLow16(indices, values).store(to);
+    unpackHigh16(indices, values).store(to + 4);
+    return to + __builtin_popcount(mask);
+}
+
+template <bool wide>
+VELA_INLINE uint32_t* addAll(uint32_t* to, const OrderedBytes<wide>& bytes, uint64_t taken,
+                             uint32_t tables) {
+    const V128 bit = V128::set16(static_cast<int32_t>(tables));
+    to = addEight<0>(to, bytes, taken, bit);
+    to = addEight<1>(to, bytes, taken, bit);
+    to = addEight<2>(to, bytes, taken, bit);
+    to = addEight<3>(to, bytes, taken, bit);
+    if (taken >> 32 == 0)
+        return to;
+    to = addEight<4>(to, bytes, taken, bit);
+    to = addEight<5>(to, bytes, taken, bit);
+    to = addEight<6>(to, bytes, taken, bit);
+    return addEight<7>(to, bytes, taken, bit);
+}
+
+/// The same, from coefficients that are bytes where those of the block are.
 VELA_INLINE uint32_t* addBlock(uint32_t* to, const int16_t* block, int32_t predictor,
                                uint32_t tables) {
-    TransposedOrder order;
-    uint64_t left = recordPositions(Scan128::scan(block, order)) & ~uint64_t{1};
-    *to = dcRecord(block[0] - predictor, to[-1], tables);
-    uint32_t* const end = to + 1 + __builtin_popcountll(left);
-    while (++to < end) {
-        for (int32_t i = 0; i < 4; i++) {
-            const auto k = static_cast<int32_t>(_tzcnt_u64(left)) & 63; // 64 when none is left
-            left &= left - 1;
-            to[i] = static_cast<uint32_t>(order(k)) << 16 | tables | kIndexParts.of[k];
-        }
-        to += 3;
+    const uint32_t dc = dcRecord(block[0] - predictor, to[-1], tables);
+    OrderedBytes<false> bytes;
+    if (!Scan128::orderedBytes(block, bytes.low)) {
+        to[0] = dc;
+        to[1] = tables | kIndexParts.of[1];
+        return to + 2;
     }
+    const uint64_t taken = recordPositions(~Scan128::equalBits(bytes.low, 0) & ~uint64_t{1});
+    // Saturated ones are of magnitude 127 or 128.
+    const __m128i ac = andNot(absolute8(bytes.low[0]), V128::lowest32(0xFF)).raw;
+    const __m128i most =
+        _mm_max_epu8(_mm_max_epu8(ac, absolute8(bytes.low[1]).raw),
+                     _mm_max_epu8(absolute8(bytes.low[2]).raw, absolute8(bytes.low[3]).raw));
+    uint32_t* end;
+    if (__builtin_expect(isZero(V128{_mm_subs_epu8(most, _mm_set1_epi8(126))}), true))
+        end = addAll(to, bytes, taken, tables);
+    else
+        end = addAll(to, wideBytes(block), taken, tables);
+    *to = dc;
     return end;
 }
 

@@ -46,6 +46,13 @@ struct Scan128 {
         return (shuffle8(bytes[source], V128::load(controls + 16 * source)) | ...);
     }
 
+    VELA_INLINE static void order(const V128 (&bytes)[4], V128 (&inOrder)[4]) {
+        inOrder[0] = ordered<0, 0, 1, 2>(bytes);
+        inOrder[1] = ordered<1, 0, 1, 2, 3>(bytes);
+        inOrder[2] = ordered<2, 0, 1, 2, 3>(bytes);
+        inOrder[3] = ordered<3, 1, 2, 3>(bytes);
+    }
+
     /// The coefficients in zigzag order, saturated to bytes, so that what was not 0 is not and what was
     /// not of magnitude 1 is not either. False if there is none but DC; ordered is not set then.
     VELA_INLINE static bool orderedBytes(const int16_t* block, V128 (&orderedBytes)[4]) {
@@ -55,10 +62,7 @@ struct Scan128 {
         const V128 dcAlone = V128::lowest32(0xFF);
         if (isZero(andNot(bytes[0], dcAlone) | bytes[1] | (bytes[2] | bytes[3])))
             return false;
-        orderedBytes[0] = ordered<0, 0, 1, 2>(bytes);
-        orderedBytes[1] = ordered<1, 0, 1, 2, 3>(bytes);
-        orderedBytes[2] = ordered<2, 0, 1, 2, 3>(bytes);
-        orderedBytes[3] = ordered<3, 1, 2, 3>(bytes);
+        order(bytes, orderedBytes);
         return true;
     }
 
