@@ -82,6 +82,11 @@ VELA_INLINE uint64_t reversedBits(uint64_t bits) {
     return bits;
 }
 
+/// The value where there is any of what number counts, else 0: compilers make branches of a condition.
+VELA_INLINE uint32_t ifAny(uint32_t number, uint32_t value) {
+    return value & static_cast<uint32_t>(-static_cast<int32_t>(number) >> 31);
+}
+
 /// A record of number (0..64) correction bits, the first of which is bit 63; none is written of none. Ten
 /// bytes are stored.
 VELA_INLINE uint8_t* packOwn(uint8_t* out, uint64_t bits, uint32_t number) {
@@ -90,7 +95,7 @@ VELA_INLINE uint8_t* packOwn(uint8_t* out, uint64_t bits, uint32_t number) {
     out[0] = PACK_ESC_BITS8;
     out[1] = static_cast<uint8_t>(number);
     __builtin_memcpy(out + 2, &stored, sizeof stored);
-    return out + (number > 0 ? 2 + bytes : 0);
+    return out + ifAny(number, 2 + bytes);
 }
 
 constexpr uint32_t kMaxShortRun = 511; // has one byte of bits at the most
