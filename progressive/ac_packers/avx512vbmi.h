@@ -263,6 +263,14 @@ inline bool packRefineAtOnce(__m512i values, uint64_t negative, const Coefficien
     return true;
 }
 
+/// A block without AC coefficients.
+inline void packNothing(const AcScan& first, const AcScan& refine) {
+    if (++first.coder->eobRun == kMaxEobRun)
+        packFullEobRun(*first.buffer, first.counts, *first.coder);
+    if (++refine.coder->eobRun == kMaxEobRun)
+        packPending(*refine.buffer, refine.counts, *refine.coder);
+}
+
 /// All records of a block.
 inline void packBytes(const int16_t* block, const AcScan& first, const AcScan& refine) {
     const __m512i packed = packSaturated16(Scan512::half(block), Scan512::half(block + 32)).raw;
@@ -277,6 +285,10 @@ inline void packBytes(const int16_t* block, const AcScan& first, const AcScan& r
 
     const CoefficientMasks masks{_mm512_test_epi8_mask(values, values) & ac,
                                  _mm512_cmpeq_epi8_mask(magnitudes, _mm512_set1_epi8(1)) & ac};
+    if (masks.nonZero == 0) {
+        packNothing(first, refine);
+        return;
+    }
     const uint64_t negative = _mm512_movepi8_mask(values);
     if (!packFirstAtOnce(magnitudes, negative, masks, first)) {
         ByteOrder order;
