@@ -51,8 +51,11 @@ bool OutputPool::makePool(gsize room) {
     GstStructure* const config = gst_buffer_pool_get_config(pool_);
     gst_buffer_pool_config_set_params(config, nullptr, guint(room), 0, 0);
     gst_buffer_pool_config_set_allocator(config, allocator_, &params_);
-    return gst_buffer_pool_set_config(pool_, config) != FALSE &&
-           gst_buffer_pool_set_active(pool_, TRUE) != FALSE;
+    if (gst_buffer_pool_set_config(pool_, config) != FALSE &&
+        gst_buffer_pool_set_active(pool_, TRUE) != FALSE)
+        return true;
+    gst_clear_object(&pool_); // the next frame tries anew
+    return false;
 }
 
 bool OutputPool::begin() {

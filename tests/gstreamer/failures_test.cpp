@@ -104,4 +104,89 @@ TEST(GStreamerFailures, DropsFramesThatAreLongerThanAllowedAndGoesOn) {
     EXPECT_TRUE(element.message().starts_with("warning: "));
 }
 
+// ---- memory that fails: an allocator of the receiver's, whose n-th allocation or mapping (from 1) gives nothing,
+// nor do those that follow; a mapping that fails alone makes GStreamer copy the memory
+
+struct FailingMemory {
+    GstMemory base;
+    guint8* bytes;
+};
+
+int allocationsLeft, mappingsLeft; // counted down to 1, which fails; 0: none fails
+bool failed;
+
+bool comesTo(int& left) {
+    const bool fails = left == 1;
+    failed = failed || fails;
+    left -= left > 1 ? 1 : 0;
+    return fails;
+}
+
+GstMemory* allocateOrFail(GstAllocator* allocator, gsize size, GstAllocationParams*) {
+    if (comesTo(allocationsLeft))
+        return nullptr;
+    auto* const memory = new FailingMemory{{}, new guint8[size]};
+    gst_memory_init(&memory->base, GstMemoryFlags(0), allocator, nullptr, size, 0, 0, size);
+    return &memory->base;
+}
+
+void freeMemory(GstAllocator*, GstMemory* memory) {
+    auto* const one = reinterpret_cast<FailingMemory*>(memory);
+    delete[] one->bytes;
+    delete one;
+}
+
+gpointer mapOrFail(GstMemory* memory, GstMapInfo*, gsize) {
+    return comesTo(mappingsLeft) ? nullptr : reinterpret_cast<FailingMemory*>(memory)->bytes;
+}
+
+GstAllocator* failingAllocator() {
+    static const GType type = g_type_register_static_simple(
+        GST_TYPE_ALLOCATOR, "VelaFailingAllocator", sizeof(GstAllocatorClass),
+        [](gpointer type_class, gpointer) {
+            GST_ALLOCATOR_CLASS(type_class)->alloc = allocateOrFail;
+            GST_ALLOCATOR_CLASS(type_class)->free = freeMemory;
+        },
+        sizeof(GstAllocator),
+        [](GTypeInstance* instance, gpointer) {
+            auto* const allocator = GST_ALLOCATOR(instance);
+            allocator->mem_type = "VelaFailing";
+            allocator->mem_map_full = mapOrFail;
+            allocator->mem_unmap_full = [](GstMemory*, GstMapInfo*) {};
+            GST_OBJECT_FLAG_SET(allocator, GST_ALLOCATOR_FLAG_CUSTOM_ALLOC);
+        },
+        GTypeFlags(0));
+    return GST_ALLOCATOR(gst_object_ref_sink(g_object_new(type, nullptr)));
+}
+
+// Fault: a stream that is cut short, memory that is not given back, a stream of frames that cannot go on.
+TEST(GStreamerFailures, PostsAnErrorWhereMemoryEndsAndGoesOnWithTheNextFrame) {
+    const Frame frame(kNv12, 320, 240);
+    VelaOptions options = usualOptions();
+    options.quality = 100; // longer than the element expects at first
+    const Bytes stream = easyStream(frame.image(), options);
+    for (int* const failing : {&allocationsLeft, &mappingsLeft})
+        for (int n = 1;; n++) {
+            SCOPED_TRACE(testing::Message()
+                         << (failing == &mappingsLeft ? "mapping " : "allocation ") << n);
+            Element element("quality=100");
+            GstAllocator* const allocator = failingAllocator();
+            gst_harness_set_propose_allocator(element.harness(), allocator, nullptr);
+            element.setCaps(frameCaps(kNv12, 320, 240));
+            failed = false;
+            *failing = n;
+            const GstFlowReturn result = element.push(frame);
+            *failing = 0;
+            EXPECT_EQ(result, failed ? GST_FLOW_ERROR : GST_FLOW_OK);
+            EXPECT_EQ(element.message(),
+                      failed ? "error: There is no memory to encode a frame." : "");
+            EXPECT_EQ(element.pull().empty(), failed);
+            EXPECT_TRUE(element.encode(frame) == stream);
+            if (!failed) {
+                EXPECT_GT(n, 2);
+                break;
+            }
+        }
+}
+
 } // namespace
