@@ -28,6 +28,7 @@
 static const char* call_name = "";
 static int call_number, call_error, for_good, makes_short;
 static atomic_int calls, inside_main;
+static size_t least_bytes; /* smaller allocations do not count */
 
 /* The function of that name which this one stands before. */
 #define REAL(type, name, ...)         \
@@ -185,23 +186,39 @@ extern void* __libc_calloc(size_t count, size_t size);
 extern void* __libc_realloc(void* block, size_t size);
 extern void* __libc_memalign(size_t alignment, size_t size);
 
+static int refused(size_t size) {
+    return size >= least_bytes && fails("malloc");
+}
+
 void* malloc(size_t size) {
-    return fails("malloc") ? NULL : __libc_malloc(size);
+    return refused(size) ? NULL : __libc_malloc(size);
 }
 void* calloc(size_t count, size_t size) {
-    return fails("malloc") ? NULL : __libc_calloc(count, size);
+    return refused(count * size) ? NULL : __libc_calloc(count, size);
 }
 void* realloc(void* block, size_t size) {
-    return fails("malloc") ? NULL : __libc_realloc(block, size);
+    return refused(size) ? NULL : __libc_realloc(block, size);
 }
 void* aligned_alloc(size_t alignment, size_t size) {
-    return fails("malloc") ? NULL : __libc_memalign(alignment, size);
+    return refused(size) ? NULL : __libc_memalign(alignment, size);
 }
 int posix_memalign(void** out, size_t alignment, size_t size) {
-    if (fails("malloc"))
+    if (refused(size))
         return ENOMEM;
     *out = __libc_memalign(alignment, size);
     return *out != NULL ? 0 : ENOMEM;
+}
+
+/* ---- for a program that chooses the time itself: the n-th allocation of so many bytes from now on; 0: none */
+
+void vela_refuse(int number, size_t least) {
+    inside_main = 0;
+    calls = 0;
+    call_name = "malloc";
+    call_number = number;
+    call_error = ENOMEM;
+    least_bytes = least;
+    inside_main = number > 0;
 }
 
 /* ---- main */
