@@ -25,7 +25,9 @@ namespace {
 
 [[nodiscard]] inline Status checkBuffer(Bitstream_JPEG& buffer, EncoderState_JPEG* state) {
     const bool fits = buffer.cursor - buffer.start <= buffer.size - kScanBufferReserve;
-    return __builtin_expect(fits, true) ? ENC_STATUS_OK : growBuffer(buffer, state);
+    if (__builtin_expect(fits, true))
+        return ENC_STATUS_OK;
+    return growBuffer(buffer, state);
 }
 
 } // namespace
