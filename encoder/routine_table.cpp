@@ -7,13 +7,13 @@ extern const RoutineTable kRoutines; // encoder/routine_choice.cpp lists them
 constexpr RoutineTable kRoutines = {
     .name = kName,
     .requiredFeatures = kRequiredFeatures,
-#ifdef __AVX2__
+#ifdef __SSE4_1__
     .batchBlocks = kMaxBatchBlocks,
 #else
     .batchBlocks = 0,
 #endif
     .transformMcus = transformMcus,
-#ifdef __AVX2__
+#ifdef __SSE4_1__
     .prepareCodes = prepareCodes,
 #else
     .prepareCodes = nullptr,

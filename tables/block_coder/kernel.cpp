@@ -5,15 +5,13 @@
 #include "tables/block_coder/value_coder_neon.h"
 #elif defined __AVX512VBMI2__
 #include "tables/block_coder/lookup_coder_avx512vbmi.h"
-#elif defined __AVX2__
-#include "tables/block_coder/record_coder_x86.h"
 #else
-#include "tables/block_coder/value_coder_x86.h"
+#include "tables/block_coder/record_coder_x86.h"
 #endif
 
 namespace vela::VELA_ISA {
 
-#ifdef __AVX2__
+#ifdef __SSE4_1__
 void prepareCodes(const BlockSpec& blocks, PreparedCodes& codes) {
 #ifdef __AVX512VBMI2__
     preparePlanes(blocks, codes);
@@ -31,6 +29,8 @@ int32_t encodeMcus(const BlockSpec& blocks, [[maybe_unused]] const PreparedCodes
     return encodeByRecords<SixteenRecords>(blocks, codes, mcuCount, dst, bitPosition);
 #elif defined __AVX2__
     return encodeByRecords<EightRecords>(blocks, codes, mcuCount, dst, bitPosition);
+#elif defined __SSE4_1__
+    return encodeByRecords<FourRecords>(blocks, codes, mcuCount, dst, bitPosition);
 #else
     return encodeByValues<encodeBlock>(blocks, mcuCount, dst, bitPosition);
 #endif

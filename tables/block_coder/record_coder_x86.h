@@ -18,7 +18,7 @@
 #include "tables/block_coder/records_x86.h"
 #include "tables/block_coder/stuffing_x86.h"
 
-#ifdef __AVX2__
+#ifdef __SSE4_1__
 
 namespace vela::VELA_ISA {
 namespace {
@@ -51,8 +51,72 @@ inline void prepareEntries(const BlockSpec& blocks, PreparedCodes& codes) {
     }
 }
 
+/// 128 bits: two vectors of four records make two fours.
+struct FourRecords {
+    using V = V128;
+    static constexpr int32_t records = 4;
+
+    /// Of values of 16 bits: the exponent of the float, which is 127 for 1.
+    VELA_INLINE static V significantBits(V a) {
+        const V exponents = shiftRight32<23>(V{_mm_castps_si128(_mm_cvtepi32_ps(a.raw))});
+        return {_mm_max_epi32(sub32(exponents, V::set32(126)).raw, V::zero().raw)};
+    }
+    /// The power of two from the same exponent. Where value is 0, it has no bits in any case.
+    VELA_INLINE static V lowBits(V value, V absolute, V) {
+        const __m128 number = _mm_cvtepi32_ps(absolute.raw);
+        const V power =
+            add32(V{_mm_castps_si128(number)} & V::set32(0x7F800000), V::set32(0x00800000));
+        return value & sub32(V{_mm_cvttps_epi32(_mm_castsi128_ps(power.raw))}, V::set32(1));
+    }
+    VELA_INLINE static V gather(const uint8_t* base, V indices) {
+        const auto at = [base](int32_t i) {
+            int32_t entry;
+            __builtin_memcpy(&entry, base + ptrdiff_t{4} * i, sizeof entry);
+            return entry;
+        };
+        const __m128i first = _mm_cvtsi32_si128(at(_mm_cvtsi128_si32(indices.raw)));
+        const __m128i two = _mm_insert_epi32(first, at(_mm_extract_epi32(indices.raw, 1)), 1);
+        const __m128i three = _mm_insert_epi32(two, at(_mm_extract_epi32(indices.raw, 2)), 2);
+        return {_mm_insert_epi32(three, at(_mm_extract_epi32(indices.raw, 3)), 3)};
+    }
+    VELA_INLINE static V shiftLeft64(V a, V counts) {
+        return {_mm_blend_epi16(_mm_sll_epi64(a.raw, counts.raw),
+                                _mm_sll_epi64(a.raw, _mm_unpackhi_epi64(counts.raw, counts.raw)),
+                                0xF0)};
+    }
+    VELA_INLINE static V keepFirst(V a, int32_t count) {
+        return {_mm_and_si128(a.raw,
+                              _mm_cmpgt_epi32(_mm_set1_epi32(count), _mm_setr_epi32(0, 1, 2, 3)))};
+    }
+    VELA_INLINE static V evenLanes(V a, V) { return a; }
+    VELA_INLINE static V oddLanes(V, V b) { return b; }
+    /// Of lengths.
+    VELA_INLINE static bool anyAbove(V a, int32_t limit) {
+        return _mm_movemask_epi8(_mm_cmpgt_epi32(a.raw, _mm_set1_epi32(limit))) != 0;
+    }
+    VELA_INLINE static V sumsBefore(V a) { return {_mm_bslli_si128(a.raw, 8)}; }
+    VELA_INLINE static V elementsBefore(V a, V vectorBefore) {
+        return {_mm_alignr_epi8(a.raw, vectorBefore.raw, 8)};
+    }
+    VELA_INLINE static V set64(int64_t x) { return {_mm_set1_epi64x(x)}; }
+    VELA_INLINE static V add64(V a, V b) { return {_mm_add_epi64(a.raw, b.raw)}; }
+    VELA_INLINE static V sub64(V a, V b) { return {_mm_sub_epi64(a.raw, b.raw)}; }
+    VELA_INLINE static int64_t last(V a) { return _mm_extract_epi64(a.raw, 1); }
+};
+
+#ifdef __AVX2__
+/// What wider registers have alike.
+template <class V>
+struct WideShifts {
+    /// So many low bits of value.
+    VELA_INLINE static V lowBits(V value, V, V sizes) {
+        return andNot(value, shiftLeftBy32(V::set32(-1), sizes));
+    }
+    VELA_INLINE static V shiftLeft64(V a, V counts) { return shiftLeftBy64(a, counts); }
+};
+
 /// 256 bits: two vectors of eight records make four fours.
-struct EightRecords {
+struct EightRecords : WideShifts<V256> {
     using V = V256;
     static constexpr int32_t records = 8;
 
@@ -102,9 +166,11 @@ struct EightRecords {
     }
 };
 
+#endif
+
 #ifdef __AVX512BW__
 /// 512 bits: two vectors of sixteen records make eight fours.
-struct SixteenRecords {
+struct SixteenRecords : WideShifts<V512> {
     using V = V512;
     static constexpr int32_t records = 16;
 
@@ -148,7 +214,8 @@ template <class Isa, class V = typename Isa::V>
 VELA_INLINE V wordsOf(const uint32_t* records, int32_t left, const PreparedCodes& codes) {
     const V record = V::load(records), before = V::load(records - 1);
     const V value = shiftRightSigned32<16>(record);
-    const V size = Isa::significantBits(absolute32(value));
+    const V absolute = absolute32(value);
+    const V size = Isa::significantBits(absolute);
     const V run = sub32(record & V::set32(0xFF), shiftRight32<8>(before) & V::set32(0x7F));
     const V pair = shiftRight32<6>(record & V::set32(kOtherTables)); // 0 or kPairDistance
     const bool whole = left >= Isa::records;
@@ -157,7 +224,7 @@ VELA_INLINE V wordsOf(const uint32_t* records, int32_t left, const PreparedCodes
         place = Isa::keepFirst(place, left);
     // A negative value's bits are those of value - 1 (T.81 F.1.2.1).
     const V below = add32(value, shiftRightSigned32<31>(value));
-    const V bits = andNot(below, shiftLeftBy32(V::set32(-1), size));
+    const V bits = Isa::lowBits(below, absolute, size);
     const V word = Isa::gather(codes.memory, place) | bits;
     return whole ? word : Isa::keepFirst(word, left);
 }
@@ -178,7 +245,7 @@ VELA_INLINE Joined<V> pairsOf(V words) {
     const V mask = Isa::set64(kWordMask);
     const V secondLengths = shiftRight64<32 + kWordBits>(words);
     const V firstLengths = shiftRight64<kWordBits>(words) & Isa::set64(31);
-    return {shiftLeftBy64(words & mask, secondLengths) | (shiftRight64<32>(words) & mask),
+    return {Isa::shiftLeft64(words & mask, secondLengths) | (shiftRight64<32>(words) & mask),
             add32(firstLengths, secondLengths)};
 }
 
@@ -232,11 +299,11 @@ VELA_INLINE void putRecords(BitStream<V>& stream, const uint32_t* records, int32
         return putPairs<Isa>(stream, even, odd);
 
     // A code has 2 bits at least, so a four has the 7 that the next one may need of it.
-    const V fours = shiftLeftBy64(even.bits, odd.lengths) | odd.bits;
+    const V fours = Isa::shiftLeft64(even.bits, odd.lengths) | odd.bits;
     const V starts = Isa::add64(Isa::sumsBefore(lengths), Isa::set64(stream.position));
     const V free = Isa::sub64(Isa::set64(64), starts & Isa::set64(7));
-    const V placed = shiftLeftBy64(fours, Isa::sub64(free, lengths)) |
-                     shiftLeftBy64(Isa::elementsBefore(fours, stream.before), free);
+    const V placed = Isa::shiftLeft64(fours, Isa::sub64(free, lengths)) |
+                     Isa::shiftLeft64(Isa::elementsBefore(fours, stream.before), free);
     alignas(64) uint64_t bytes[kFours], offsets[kFours];
     shuffle8(placed,
              V::toAllLanes({_mm_setr_epi8(7, 6, 5, 4, 3, 2, 1, 0, 15, 14, 13, 12, 11, 10, 9, 8)}))

@@ -12,7 +12,7 @@
 #include "tables/block_coder/record_positions.h"
 #include "tables/block_coder/zigzag_x86.h"
 
-#ifdef __AVX2__
+#ifdef __SSE4_1__
 
 namespace vela::VELA_ISA {
 namespace {
@@ -98,6 +98,17 @@ constexpr auto kSetBits = makeTable<uint8_t, 256 * 8>([](int32_t i) {
     return mask == 0 ? 0 : std::countr_zero(static_cast<uint32_t>(mask));
 });
 
+/// How many of a byte's bits are set.
+VELA_INLINE int32_t byteCount(uint32_t mask) {
+#ifdef __POPCNT__
+    return __builtin_popcount(mask);
+#else
+    static constexpr auto kCounts =
+        makeTable<uint8_t, 256>([](int32_t i) { return std::popcount(static_cast<uint32_t>(i)); });
+    return kCounts.of[mask];
+#endif
+}
+
 /// A block's coefficients in zigzag order as bytes, 16 in each vector: the lower ones of their words, and where
 /// they are not the lower ones' signs alone, the upper ones.
 template <bool wide>
@@ -140,7 +151,7 @@ VELA_INLINE uint32_t* addEight(uint32_t* to, const OrderedBytes<wide>& bytes, ui
     const V128 indices = add16(unpackLow8(bits, bits), V128::set16(indexPart(8 * g))) | tables;
     unpackLow16(indices, values).store(to);
     unpackHigh16(indices, values).store(to + 4);
-    return to + __builtin_popcount(mask);
+    return to + byteCount(mask);
 }
 
 template <bool wide>

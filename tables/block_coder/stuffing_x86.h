@@ -5,7 +5,7 @@
 
 #include "cpu/vectors_x86.h"
 
-#ifdef __AVX2__
+#ifdef __SSE4_1__
 
 namespace vela::VELA_ISA {
 namespace {
@@ -19,8 +19,7 @@ uint8_t* stuff(const uint8_t* from, const uint8_t* end, uint8_t* out) {
         int64_t count = end - from < kBytes ? end - from : kBytes;
         const V copied = V::load(from);
         copied.store(out);
-        const uint64_t ones =
-            _bzhi_u64(equalBits8(copied, V::set8(-1)), static_cast<uint32_t>(count));
+        const uint64_t ones = equalBits8(copied, V::set8(-1)) & (~uint64_t{0} >> (64 - count));
         if (__builtin_expect(ones != 0, false)) {
             count = __builtin_ctzll(ones) + 1;
             out[count] = 0;

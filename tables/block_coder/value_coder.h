@@ -1,5 +1,5 @@
-// The coder of MCUs whose values are put one by one, for processors that gather no codes: SSE4.1 and
-// NEON find the coefficients that are not 0, and no others are visited.
+// The coder of MCUs whose values are put one by one: the coefficients that are not 0 are found, and no others are
+// visited.
 #pragma once
 
 #include <cstdint>
