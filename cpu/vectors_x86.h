@@ -38,6 +38,16 @@ namespace {
     VELA_INLINE friend V absolute8(V a) {                                             \
         return {prefix##_abs_epi8(a.raw)};                                            \
     }                                                                                 \
+    VELA_INLINE friend V add8(V a, V b) {                                             \
+        return {prefix##_add_epi8(a.raw, b.raw)};                                     \
+    }                                                                                 \
+    /* of unsigned bytes; 255 at the most */                                          \
+    VELA_INLINE friend V addSaturated8(V a, V b) {                                    \
+        return {prefix##_adds_epu8(a.raw, b.raw)};                                    \
+    }                                                                                 \
+    VELA_INLINE friend V maxUnsigned8(V a, V b) {                                     \
+        return {prefix##_max_epu8(a.raw, b.raw)};                                     \
+    }                                                                                 \
     VELA_INLINE friend V add16(V a, V b) {                                            \
         return {prefix##_add_epi16(a.raw, b.raw)};                                    \
     }                                                                                 \
@@ -105,6 +115,9 @@ namespace {
     /* of each lane, the lower or upper halves of a and b in turns: a0 b0 a1 b1 .. */ \
     VELA_INLINE friend V unpackLow8(V a, V b) {                                       \
         return {prefix##_unpacklo_epi8(a.raw, b.raw)};                                \
+    }                                                                                 \
+    VELA_INLINE friend V unpackHigh8(V a, V b) {                                      \
+        return {prefix##_unpackhi_epi8(a.raw, b.raw)};                                \
     }                                                                                 \
     VELA_INLINE friend V unpackLow16(V a, V b) {                                      \
         return {prefix##_unpacklo_epi16(a.raw, b.raw)};                               \
@@ -176,6 +189,13 @@ struct V128 {
             _mm_shuffle_ps(_mm_castsi128_ps(a.raw), _mm_castsi128_ps(b.raw), 0xDD))};
     }
     VELA_INLINE friend bool isZero(V128 a) { return _mm_testz_si128(a.raw, a.raw) != 0; }
+    /// -1 where a byte is negative, else 0; so for 256 bits.
+    VELA_INLINE friend V128 signs8(V128 a) { return {_mm_cmpgt_epi8(zero().raw, a.raw)}; }
+    /// A bit for every byte that is negative, bit 0 for the first; so for 256 bits.
+    VELA_INLINE friend uint64_t signBits8(V128 a) {
+        return static_cast<uint32_t>(_mm_movemask_epi8(a.raw));
+    }
+    VELA_INLINE V128 lane(int32_t) const { return *this; }
     /// A bit for every byte that is the same in a and b, bit 0 for the first; so for other widths.
     VELA_INLINE friend uint64_t equalBits8(V128 a, V128 b) {
         return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(a.raw, b.raw)));
@@ -202,6 +222,15 @@ struct V256 {
     }
     VELA_INLINE V128 low() const { return {_mm256_castsi256_si128(raw)}; }
     VELA_INLINE V128 high() const { return {_mm256_extracti128_si256(raw, 1)}; }
+    VELA_INLINE V128 lane(int32_t i) const { return i == 0 ? low() : high(); }
+    VELA_INLINE static V256 lowest32(int32_t x) {
+        return {_mm256_zextsi128_si256(V128::lowest32(x).raw)};
+    }
+    VELA_INLINE friend bool isZero(V256 a) { return _mm256_testz_si256(a.raw, a.raw) != 0; }
+    VELA_INLINE friend V256 signs8(V256 a) { return {_mm256_cmpgt_epi8(zero().raw, a.raw)}; }
+    VELA_INLINE friend uint64_t signBits8(V256 a) {
+        return static_cast<uint32_t>(_mm256_movemask_epi8(a.raw));
+    }
     VELA_INLINE void store(void* to) const { _mm256_storeu_si256(static_cast<__m256i*>(to), raw); }
     VELA_INLINE friend uint64_t equalBits8(V256 a, V256 b) {
         return static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(a.raw, b.raw)));

@@ -14,11 +14,11 @@ void packAc(const int16_t* block, const AcScan& first, const AcScan& refine) {
 #elif defined __AVX512BW__
     packBySegments<Scan512>(block, first, refine);
 #elif defined __AVX2__
-    packBySegments<Scan128>(block, first, refine);
+    packBySegments<ByteScan>(block, first, refine);
 #elif defined __ARM_NEON
     packMasked<ScanNeon>(block, first, refine);
 #else
-    packMasked<Scan128>(block, first, refine);
+    packMasked<ByteScan>(block, first, refine);
 #endif
 }
 

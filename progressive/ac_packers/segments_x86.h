@@ -42,33 +42,25 @@ VELA_INLINE bool refinementMasks(const int16_t* block, Scan512::Order& order,
 
 #endif
 
-VELA_INLINE uint64_t topBits(const V128 (&bytes)[4]) {
-    uint64_t bits = 0;
-    for (int32_t c = 0; c < 4; c++)
-        bits |= uint64_t{static_cast<uint16_t>(_mm_movemask_epi8(bytes[c].raw))} << (16 * c);
-    return bits;
-}
-
 /// As above; of bytes, which a coefficient beyond -126..126 may have been brought to.
-VELA_INLINE bool refinementMasks(const int16_t* block, Scan128::Order& order,
+VELA_INLINE bool refinementMasks(const int16_t* block, ByteScan::Order& order,
                                  RefinementMasks& masks) {
     order.block = block;
-    V128 bytes[4];
-    if (!Scan128::orderedBytes(block, bytes)) {
+    ByteScan::Bytes bytes, lowest, magnitudes, large;
+    if (!ByteScan::orderedBytes(block, bytes)) {
         masks = {};
         return true;
     }
-    masks.nonZero = ~Scan128::equalBits(bytes, 0) & kAcBits;
-    masks.negative = topBits(bytes);
-    V128 lowest[4], magnitudes[4], large[4];
-    for (int32_t c = 0; c < 4; c++) {
-        lowest[c] = {_mm_slli_epi16(bytes[c].raw, 7)};
-        magnitudes[c] = absolute8(bytes[c]);
-        large[c] = {_mm_adds_epu8(magnitudes[c].raw, _mm_set1_epi8(1))}; // from 127 on bit 7
+    masks.nonZero = ~ByteScan::equalBits(bytes, 0) & kAcBits;
+    masks.negative = ByteScan::signBits(bytes);
+    for (int32_t i = 0; i < ByteScan::kVectors; i++) {
+        lowest[i] = shiftLeft16<7>(bytes[i]);
+        magnitudes[i] = absolute8(bytes[i]);
+        large[i] = addSaturated8(magnitudes[i], ByteVector::set8(1)); // from 127 on bit 7
     }
-    masks.odd = topBits(lowest);
-    masks.ones = Scan128::equalBits(magnitudes, 1) & kAcBits;
-    return (topBits(large) & kAcBits) == 0;
+    masks.odd = ByteScan::signBits(lowest);
+    masks.ones = ByteScan::equalBits(magnitudes, 1) & kAcBits;
+    return (ByteScan::signBits(large) & kAcBits) == 0;
 }
 
 VELA_INLINE uint64_t reversedBits(uint64_t bits) {

@@ -109,65 +109,100 @@ VELA_INLINE int32_t byteCount(uint32_t mask) {
 #endif
 }
 
-/// A block's coefficients in zigzag order as bytes, 16 in each vector: the lower ones of their words, and where
-/// they are not the lower ones' signs alone, the upper ones.
+/// A block's coefficients in zigzag order as bytes: the lower ones of their words, and where they are not the
+/// lower ones' signs alone, the upper ones.
 template <bool wide>
 struct OrderedBytes {
-    V128 low[4];
-    V128 high[wide ? 4 : 1];
+    ByteScan::Bytes low;
+    ByteVector high[wide ? ByteScan::kVectors : 1];
 };
 
 /// Those of a block that has coefficients of more than 7 bits.
 VELA_INLINE OrderedBytes<true> wideBytes(const int16_t* block) {
-    const V128 lowByte = V128::set16(0xFF);
-    V128 low[4], high[4];
-    for (int32_t i = 0; i < 4; i++) {
-        const V128 one = V128::load(block + 16 * i), two = V128::load(block + 16 * i + 8);
+    using V = ByteVector;
+    constexpr int32_t kBytes = ByteScan::kVectorBytes;
+    const V lowByte = V::set16(0xFF);
+    ByteScan::Bytes low, high;
+    for (int32_t i = 0; i < ByteScan::kVectors; i++) {
+        const V one = V::load(block + kBytes * i), two = V::load(block + kBytes * i + kBytes / 2);
         low[i] = packUnsigned16(one & lowByte, two & lowByte);
         high[i] = packSaturated16(shiftRightSigned16<8>(one), shiftRightSigned16<8>(two));
     }
     OrderedBytes<true> bytes;
-    Scan128::order(low, bytes.low);
-    Scan128::order(high, bytes.high);
+    putInOrder(low, bytes.low);
+    putInOrder(high, bytes.high);
     return bytes;
 }
 
-/// Moves those of eight coefficients that are in `taken` next to each other and adds their records:
+constexpr int32_t kOctets = ByteScan::kVectorBytes / 8; // in a vector
+
+/// What a vector's octets add to their bits: by vector, and for its octets of even and of odd number.
+constexpr auto kOctetParts = makeTable<uint16_t, 2 * kBlockSamples>([](int32_t i) {
+    const int32_t octet = i % (4 * kOctets) / 8 * 2 + i / (4 * kOctets) % 2;
+    return indexPart(8 * (i / (8 * kOctets) * kOctets + octet));
+});
+
+/// The set bits of a vector's octets, each octet's by itself.
+VELA_INLINE V128 setBits(V128, uint32_t mask) {
+    const auto of = [](uint32_t octet) {
+        int64_t bits;
+        __builtin_memcpy(&bits, kSetBits.of + size_t{8} * (octet & 0xFF), sizeof bits);
+        return bits;
+    };
+    return {_mm_set_epi64x(of(mask >> 8), of(mask))};
+}
+#ifdef __AVX2__
+VELA_INLINE V256 setBits(V256, uint32_t mask) {
+    return V256::join(setBits(V128{}, mask), setBits(V128{}, mask >> 16));
+}
+#endif
+
+/// Moves those of each eight coefficients of a vector that are in `taken` next to each other and adds their
+/// records. Of an octet:
 ///
-///     coefficients 8 g ..   c0 c1 c2 c3 c4 c5 c6 c7     taken: bits 0, 1, 4 and 6
+///     coefficients           c0 c1 c2 c3 c4 c5 c6 c7     taken: bits 0, 1, 4 and 6
 ///     set bits               0  1  4  6  -  -  -  -
 ///     words of values       c0 c1 c4 c6  -  -  -  -     the upper halves of the records
-///     words of indices       0  1  4  6  -  -  -  -     and of those + 1, + 8 g: the lower halves
-template <int32_t g, bool wide>
-VELA_INLINE uint32_t* addEight(uint32_t* to, const OrderedBytes<wide>& bytes, uint64_t taken,
-                               V128 tables) {
-    const auto mask = static_cast<uint32_t>(taken >> (8 * g)) & 0xFF;
-    const V128 bits = {
-        _mm_loadl_epi64(reinterpret_cast<const __m128i*>(kSetBits.of + size_t{8} * mask))};
-    const V128 from = g % 2 == 0 ? bits : V128{_mm_add_epi8(bits.raw, _mm_set1_epi8(8))};
-    const V128 low = shuffle8(bytes.low[g / 2], from);
-    const V128 values = wide ? unpackLow8(low, shuffle8(bytes.high[wide ? g / 2 : 0], from))
-                             : V128{_mm_cvtepi8_epi16(low.raw)};
-    const V128 indices = add16(unpackLow8(bits, bits), V128::set16(indexPart(8 * g))) | tables;
-    unpackLow16(indices, values).store(to);
-    unpackHigh16(indices, values).store(to + 4);
-    return to + byteCount(mask);
+///     words of indices       0  1  4  6  -  -  -  -     and of those + 1, + 8 for every octet: the lower halves
+template <int32_t vector, bool wide>
+VELA_INLINE uint32_t* addVector(uint32_t* to, const OrderedBytes<wide>& bytes, uint64_t taken,
+                                ByteVector tables) {
+    using V = ByteVector;
+    auto mask = static_cast<uint32_t>(taken >> (8 * kOctets * vector));
+    const V bits = setBits(V{}, mask);
+    const V from = add8(bits, V::toAllLanes({_mm_set_epi64x(0x0808080808080808, 0)}));
+    const V low = shuffle8(bytes.low[vector], from);
+    const V high = wide ? shuffle8(bytes.high[wide ? vector : 0], from) : signs8(low);
+    const uint16_t* const parts = kOctetParts.of + 8 * kOctets * vector;
+    const V evenIndices = add16(unpackLow8(bits, bits), V::load(parts)) | tables;
+    const V oddIndices = add16(unpackHigh8(bits, bits), V::load(parts + 4 * kOctets)) | tables;
+    const V evenValues = unpackLow8(low, high), oddValues = unpackHigh8(low, high);
+    const V records[4] = {unpackLow16(evenIndices, evenValues),
+                          unpackHigh16(evenIndices, evenValues), unpackLow16(oddIndices, oddValues),
+                          unpackHigh16(oddIndices, oddValues)};
+    for (int32_t octet = 0; octet < kOctets; octet++) {
+        records[octet % 2 * 2].lane(octet / 2).store(to);
+        records[octet % 2 * 2 + 1].lane(octet / 2).store(to + 4);
+        to += byteCount(mask & 0xFF);
+        mask >>= 8;
+    }
+    return to;
 }
 
 template <bool wide>
 VELA_INLINE uint32_t* addAll(uint32_t* to, const OrderedBytes<wide>& bytes, uint64_t taken,
                              uint32_t tables) {
-    const V128 bit = V128::set16(static_cast<int32_t>(tables));
-    to = addEight<0>(to, bytes, taken, bit);
-    to = addEight<1>(to, bytes, taken, bit);
-    to = addEight<2>(to, bytes, taken, bit);
-    to = addEight<3>(to, bytes, taken, bit);
+    const ByteVector bit = ByteVector::set16(static_cast<int32_t>(tables));
+    to = addVector<0>(to, bytes, taken, bit);
+#ifdef __AVX2__
+    return taken >> 32 == 0 ? to : addVector<1>(to, bytes, taken, bit);
+#else
+    to = addVector<1>(to, bytes, taken, bit);
     if (taken >> 32 == 0)
         return to;
-    to = addEight<4>(to, bytes, taken, bit);
-    to = addEight<5>(to, bytes, taken, bit);
-    to = addEight<6>(to, bytes, taken, bit);
-    return addEight<7>(to, bytes, taken, bit);
+    to = addVector<2>(to, bytes, taken, bit);
+    return addVector<3>(to, bytes, taken, bit);
+#endif
 }
 
 /// The same, from coefficients that are bytes where those of the block are.
@@ -175,19 +210,19 @@ VELA_INLINE uint32_t* addBlock(uint32_t* to, const int16_t* block, int32_t predi
                                uint32_t tables) {
     const uint32_t dc = dcRecord(block[0] - predictor, to[-1], tables);
     OrderedBytes<false> bytes;
-    if (!Scan128::orderedBytes(block, bytes.low)) {
+    if (!ByteScan::orderedBytes(block, bytes.low)) {
         to[0] = dc;
         to[1] = tables | kIndexParts.of[1];
         return to + 2;
     }
-    const uint64_t taken = recordPositions(~Scan128::equalBits(bytes.low, 0) & ~uint64_t{1});
+    const uint64_t taken = recordPositions(~ByteScan::equalBits(bytes.low, 0) & ~uint64_t{1});
     // Saturated ones are of magnitude 127 or 128.
-    const __m128i ac = andNot(absolute8(bytes.low[0]), V128::lowest32(0xFF)).raw;
-    const __m128i most =
-        _mm_max_epu8(_mm_max_epu8(ac, absolute8(bytes.low[1]).raw),
-                     _mm_max_epu8(absolute8(bytes.low[2]).raw, absolute8(bytes.low[3]).raw));
+    ByteVector most = andNot(absolute8(bytes.low[0]), ByteVector::lowest32(0xFF));
+    for (int32_t i = 1; i < ByteScan::kVectors; i++)
+        most = maxUnsigned8(most, absolute8(bytes.low[i]));
+    const bool narrow = signBits8(addSaturated8(most, ByteVector::set8(1))) == 0;
     uint32_t* end;
-    if (__builtin_expect(isZero(V128{_mm_subs_epu8(most, _mm_set1_epi8(126))}), true))
+    if (__builtin_expect(narrow, true))
         end = addAll(to, bytes, taken, tables);
     else
         end = addAll(to, wideBytes(block), taken, tables);

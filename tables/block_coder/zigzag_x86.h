@@ -3,6 +3,7 @@
 
 #include "cpu/table.h"
 #include "cpu/vectors_x86.h"
+#include "state/encoder_state.h"
 #include "state/zigzag.h"
 #include "vela/primitives.h"
 
@@ -21,6 +22,41 @@ struct TransposedOrder {
     int32_t operator()(int32_t k) const { return block[_ntIZigZagIndex[k]]; }
 };
 
+#ifdef __AVX2__
+
+/// Bytes of coefficients: two vectors for a block.
+using ByteVector = V256;
+
+/// Shuffle controls, 32 bytes each: number 4 * d + s has what indices 32 * d .. 32 * d + 31 take from source s,
+/// and zeros elsewhere. Sources are positions 0..31 and 32..63 as packing leaves them, and each with its lanes
+/// exchanged, since a shuffle keeps to its lane:
+///
+///     source 0   0..7 16..23 | 8..15 24..31       1   8..15 24..31 | 0..7 16..23
+///     source 2   32..39 48.. | 40..47 56..        3   40..47 56..  | 32..39 48..
+constexpr auto kZigzagControls = makeTable<int8_t, 2 * 4 * 32>([](int32_t i) {
+    const int32_t d = i / 128, s = i / 32 % 4, lane = i / 16 % 2;
+    const int32_t position = kTransposedZigzag[static_cast<size_t>(32 * d + i % 32)];
+    const int32_t eight = position / 8; // of the block
+    const int32_t source = eight / 4 * 2 + (eight % 2 == lane ? 0 : 1);
+    return source == s ? eight % 4 / 2 * 8 + position % 8 : -1;
+});
+
+VELA_INLINE void putInOrder(const V256 (&bytes)[2], V256 (&inOrder)[2]) {
+    const auto exchanged = [](V256 a) { return V256{_mm256_permute4x64_epi64(a.raw, 0x4E)}; };
+    const V256 sources[4] = {bytes[0], exchanged(bytes[0]), bytes[1], exchanged(bytes[1])};
+    for (int32_t d = 0; d < 2; d++) {
+        V256 part[4];
+        for (int32_t s = 0; s < 4; s++)
+            part[s] = shuffle8(sources[s], V256::load(kZigzagControls.of + 128 * d + 32 * s));
+        inOrder[d] = part[0] | part[1] | (part[2] | part[3]);
+    }
+}
+
+#else
+
+/// Bytes of coefficients: four vectors for a block.
+using ByteVector = V128;
+
 /// Shuffle controls, 16 bytes each: number 4 * c + s puts those of the 16 transposed positions from
 /// 16 * s on that belong there to zigzag indices 16 * c .. 16 * c + 15, and zeros elsewhere. The first
 /// row, joined by OR (- is a zero):
@@ -35,59 +71,70 @@ constexpr auto kZigzagControls = makeTable<int8_t, 4 * 4 * 16>([](int32_t i) {
     return position / 16 == s ? position % 16 : -1;
 });
 
-/// In 128 bits: a byte per coefficient, put in order, tested.
-struct Scan128 {
+/// The bytes of 16c..16c + 15 in zigzag order, which come from the given sources alone.
+template <int32_t c, int32_t... source>
+VELA_INLINE V128 ordered(const V128 (&bytes)[4]) {
+    const int8_t* const controls = kZigzagControls.of + 64 * c;
+    return (shuffle8(bytes[source], V128::load(controls + 16 * source)) | ...);
+}
+
+VELA_INLINE void putInOrder(const V128 (&bytes)[4], V128 (&inOrder)[4]) {
+    inOrder[0] = ordered<0, 0, 1, 2>(bytes);
+    inOrder[1] = ordered<1, 0, 1, 2, 3>(bytes);
+    inOrder[2] = ordered<2, 0, 1, 2, 3>(bytes);
+    inOrder[3] = ordered<3, 1, 2, 3>(bytes);
+}
+
+#endif
+
+/// A byte per coefficient, put in order, tested.
+struct ByteScan {
     using Order = TransposedOrder;
-
-    /// The bytes of 16c..16c + 15 in zigzag order, which come from the given sources alone.
-    template <int32_t c, int32_t... source>
-    VELA_INLINE static V128 ordered(const V128 (&bytes)[4]) {
-        const int8_t* const controls = kZigzagControls.of + 64 * c;
-        return (shuffle8(bytes[source], V128::load(controls + 16 * source)) | ...);
-    }
-
-    VELA_INLINE static void order(const V128 (&bytes)[4], V128 (&inOrder)[4]) {
-        inOrder[0] = ordered<0, 0, 1, 2>(bytes);
-        inOrder[1] = ordered<1, 0, 1, 2, 3>(bytes);
-        inOrder[2] = ordered<2, 0, 1, 2, 3>(bytes);
-        inOrder[3] = ordered<3, 1, 2, 3>(bytes);
-    }
+    static constexpr int32_t kVectorBytes = sizeof(ByteVector);
+    static constexpr int32_t kVectors = kBlockSamples / kVectorBytes;
+    using Bytes = ByteVector[kVectors];
 
     /// The coefficients in zigzag order, saturated to bytes, so that what was not 0 is not and what was
-    /// not of magnitude 1 is not either. False if there is none but DC; ordered is not set then.
-    VELA_INLINE static bool orderedBytes(const int16_t* block, V128 (&orderedBytes)[4]) {
-        V128 bytes[4];
-        for (int32_t i = 0; i < 4; i++)
-            bytes[i] = packSaturated16(V128::load(block + 16 * i), V128::load(block + 16 * i + 8));
-        const V128 dcAlone = V128::lowest32(0xFF);
-        if (isZero(andNot(bytes[0], dcAlone) | bytes[1] | (bytes[2] | bytes[3])))
+    /// not of magnitude 1 is not either. False if there is none but DC; inOrder is not set then.
+    VELA_INLINE static bool orderedBytes(const int16_t* block, Bytes& inOrder) {
+        Bytes bytes;
+        for (int32_t i = 0; i < kVectors; i++) {
+            const int16_t* const from = block + kVectorBytes * i;
+            bytes[i] =
+                packSaturated16(ByteVector::load(from), ByteVector::load(from + kVectorBytes / 2));
+        }
+        ByteVector any = andNot(bytes[0], ByteVector::lowest32(0xFF));
+        for (int32_t i = 1; i < kVectors; i++)
+            any = any | bytes[i];
+        if (isZero(any))
             return false;
-        order(bytes, orderedBytes);
+        putInOrder(bytes, inOrder);
         return true;
     }
 
     /// A bit for every byte that equals value.
-    VELA_INLINE static uint64_t equalBits(const V128 (&bytes)[4], int32_t value) {
+    VELA_INLINE static uint64_t equalBits(const Bytes& bytes, int32_t value) {
         uint64_t bits = 0;
-        for (int32_t c = 0; c < 4; c++)
-            bits |= equalBits8(bytes[c], V128::set8(value)) << (16 * c);
+        for (int32_t i = 0; i < kVectors; i++)
+            bits |= equalBits8(bytes[i], ByteVector::set8(value)) << (kVectorBytes * i);
         return bits;
     }
 
-    /// Non-zero AC coefficients.
-    static uint64_t scan(const int16_t* block, Order& order) {
-        order.block = block;
-        V128 bytes[4];
-        return orderedBytes(block, bytes) ? ~equalBits(bytes, 0) & ~uint64_t{1} : 0;
+    /// A bit for every byte that is negative.
+    VELA_INLINE static uint64_t signBits(const Bytes& bytes) {
+        uint64_t bits = 0;
+        for (int32_t i = 0; i < kVectors; i++)
+            bits |= signBits8(bytes[i]) << (kVectorBytes * i);
+        return bits;
     }
 
     static CoefficientMasks masks(const int16_t* block, Order& order) {
         order.block = block;
-        V128 bytes[4];
+        Bytes bytes;
         if (!orderedBytes(block, bytes))
             return {0, 0};
         const uint64_t nonZero = ~equalBits(bytes, 0);
-        for (V128& some : bytes)
+        for (ByteVector& some : bytes)
             some = absolute8(some);
         return {nonZero & ~uint64_t{1}, equalBits(bytes, 1) & ~uint64_t{1}};
     }
@@ -138,11 +185,6 @@ struct Scan512 {
 
     VELA_INLINE static uint64_t nonZeroBits(const Ordered& words) {
         return (nonZeroBits16(words.first) | nonZeroBits16(words.second) << 32) & ~uint64_t{1};
-    }
-
-    /// Non-zero AC coefficients.
-    static uint64_t scan(const int16_t* block, Order& order) {
-        return nonZeroBits(ordered(block, order));
     }
 
     static CoefficientMasks masks(const int16_t* block, Order& order) {
