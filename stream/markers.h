@@ -1,6 +1,6 @@
 // One writer per marker and marker segment (T.81 Annex B, JFIF 1.02), in stream order. Each makes
 // its segment whole before it hands it to the byte writer, so that a segment that does not fit is
-// not written at all. All return the byte writer's status.
+// not written at all; COM alone is handed over as a head and a text. All return the byte writer's status.
 #pragma once
 
 #include "state/encoder_state.h"

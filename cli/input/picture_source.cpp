@@ -85,7 +85,7 @@ const char* otherKind(const std::string& start) {
         return "a BMP file";
     if (startsWith(start, "GIF8"))
         return "a GIF file";
-    if (startsWith(start, "RIFF") && start.substr(8, 4) == "WEBP")
+    if (start.size() >= 12 && startsWith(start, "RIFF") && start.substr(8, 4) == "WEBP")
         return "a WebP file";
     if (start.size() >= 12 && start.substr(4, 4) == "ftyp") {
         const std::string brand = start.substr(8, 4);

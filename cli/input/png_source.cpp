@@ -16,8 +16,7 @@ public:
     PngSource(InputFile file, const InputSettings& settings)
         : file_(std::move(file)), settings_(settings) {
         formatName_ = "PNG";
-        png_ = png_create_read_struct(PNG_LIBPNG_VER_STRING, this, onError,
-                                      [](png_structp, png_const_charp) {});
+        png_ = png_create_read_struct(PNG_LIBPNG_VER_STRING, this, onError, onWarning);
         info_ = png_ != nullptr ? png_create_info_struct(png_) : nullptr;
         if (info_ == nullptr) {
             png_destroy_read_struct(&png_, &info_, nullptr);
@@ -68,6 +67,12 @@ private:
             std::snprintf(self.message_, sizeof self.message_, "%slibpng: %s",
                           std::strstr(message, "memory") != nullptr ? "" : "damaged, ", message);
         png_longjmp(png, 1);
+    }
+
+    /// A chunk beyond the limit is no more than a warning, after which libpng makes room for all of it.
+    static void onWarning(png_structp png, png_const_charp message) {
+        if (std::strstr(message, "too large") != nullptr)
+            png_error(png, message);
     }
 
     static void onRead(png_structp png, png_bytep out, size_t count) {

@@ -298,6 +298,7 @@ def main():
         except AssertionError as error:
             failures.append(str(error))
     print("failed:", ", ".join(f"{count} {call}" for call, count in done.items()))
+    print("faults injected:", sum(done.values()))
     full_disk(everything)
     unreached = [call for call in FAULTS if not done.get(call)]
     if unreached:

@@ -9,6 +9,7 @@
 
 #include "easy/easy_picture.h"
 #include "support/failing_memory.h"
+#include "support/fault_count.h"
 
 namespace {
 
@@ -93,6 +94,7 @@ void forEveryFormat(const Body& body) {
 /// A call has failed: its words are there, what was written is the stream's beginning, and the encoder is good
 /// for the next picture.
 void expectFailed(Job& job, VelaEncoder* encoder, const Bytes& jpeg, const Bytes& written) {
+    test::faultsInjected++;
     EXPECT_STRNE(velaErrorText(encoder), "");
     EXPECT_EQ(velaQualityUsed(encoder), -1);
     EXPECT_TRUE(written.size() < jpeg.size() &&

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "encoder/routine_choice.h"
+#include "support/fault_count.h"
 #include "support/host.h"
 
 namespace {
@@ -91,6 +92,7 @@ int failEvery(const Job& job, int Faults::*fault, Call::Kind kind, int32_t statu
             EXPECT_TRUE(failed.host.faultless());
             return n - 1;
         }
+        faultsInjected++;
         EXPECT_EQ(failed.result.status, status) << "call " << n;
         EXPECT_TRUE(endsWithCall(failed, whole, whole.result.jpeg, kind, n)) << "call " << n;
         if (testing::Test::HasFailure())
@@ -231,6 +233,7 @@ TEST(OutputBuffers, OfEverySizeWithEveryFlushFailing) {
                 Faults faults;
                 faults.flush = n;
                 const Encoding failed(job, faults, bytes == 0 ? INT_MIN : bytes);
+                faultsInjected++;
                 ASSERT_EQ(failed.result.status, ENC_STATUS_OUTPUT_FULL) << bytes << ", flush " << n;
                 ASSERT_TRUE(endsWithCall(failed, whole, jpeg, Call::flush, n))
                     << bytes << ", flush " << n;

@@ -11,10 +11,11 @@
 namespace test {
 
 struct PackedScan {
-    static constexpr int32_t kBytes = 1 << 16;
+    explicit PackedScan(int32_t bytes = 1 << 16)
+        : memory(static_cast<size_t>(bytes)), buffer{memory.data(), bytes, memory.data(), 0} {}
 
-    Guarded memory{kBytes};
-    Bitstream_JPEG buffer{memory.data(), kBytes, memory.data(), 0};
+    Guarded memory;
+    Bitstream_JPEG buffer;
     uint32_t counts[257] = {};
     vela::ScanCoderState coder{};
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <ostream>
 #include <random>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -111,6 +112,14 @@ public:
             }
         }
         return bytes;
+    }
+
+    /// Gives the planes these bytes over and over, the rows' padding included.
+    void paint(std::span<const uint8_t> bytes) {
+        size_t at = 0;
+        for (int p = 0; p < format_.planes(); p++)
+            for (size_t i = 0; i < plane_[p].size(); i++)
+                plane_[p].data()[i] = bytes[at++ % bytes.size()];
     }
 
     /// Rows of a plane in an MCU row, for the slice buffers.

@@ -133,6 +133,11 @@ private:
             require(in_.word() == 4, "length of DRI");
             out_.restartInterval = static_cast<unsigned>(in_.word());
             return;
+        case 0xE1: // Exif
+        case 0xE2: // ICC profile
+        case 0xFE: // comment
+            require(out_.components.empty() && quant_.empty(), "metadata behind the tables");
+            return skipSegment();
         default:
             throw std::runtime_error("an unexpected marker");
         }

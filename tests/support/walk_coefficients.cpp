@@ -54,6 +54,21 @@ private:
 
 } // namespace
 
+namespace {
+
+/// Whether a block of the MCU grid lies in the component's own, which scans of one component cover.
+bool inOwnGrid(const TestPicture& picture, const Component& component, size_t block) {
+    const auto blocks = [](int size, int most, int factor) {
+        return ((size * factor + most - 1) / most + 7) / 8;
+    };
+    const int x = static_cast<int>(block) % component.blocksAcross;
+    const int y = static_cast<int>(block) / component.blocksAcross;
+    return x < blocks(picture.width(), picture.format().h(), component.h) &&
+           y < blocks(picture.height(), picture.format().v(), component.v);
+}
+
+} // namespace
+
 std::vector<Component> walkCoefficients(const EncoderParams_JPEG& params,
                                         const TestPicture& picture) {
     Host host;
@@ -85,6 +100,18 @@ std::vector<Component> walkCoefficients(const EncoderParams_JPEG& params,
         EXPECT_EQ(vela::walkPicture(*state, vela::IntegratedRows(*state), recorder), ENC_STATUS_OK);
     }
     EncoderFree_JPEG(&state);
+    return components;
+}
+
+std::vector<Component> codedCoefficients(const EncoderParams_JPEG& params,
+                                         const TestPicture& picture) {
+    std::vector<Component> components = walkCoefficients(params, picture);
+    if (params.mode == ENC_MODE_PROGRESSIVE)
+        for (Component& component : components)
+            for (size_t b = 0; b < component.blocks.size(); b++)
+                if (!inOwnGrid(picture, component, b)) // DC scans alone
+                    std::fill(component.blocks[b].begin() + 1, component.blocks[b].end(),
+                              int16_t{0});
     return components;
 }
 

@@ -10,4 +10,8 @@ namespace test {
 std::vector<Component> walkCoefficients(const EncoderParams_JPEG& params,
                                         const TestPicture& picture);
 
+/// The same as far as a stream has them: a progressive one no AC coefficients outside a component's own grid.
+std::vector<Component> codedCoefficients(const EncoderParams_JPEG& params,
+                                         const TestPicture& picture);
+
 } // namespace test
