@@ -15,6 +15,11 @@ template <class Sample>
 void expandBlock(int32_t validWidth, int32_t validHeight, int16_t* dst, Sample sample) {
     for (int32_t y = 0; y < validHeight; y++) {
         int16_t* const row = dst + kBlockRow * y;
+        if (validWidth == kBlockRow) { // at the bottom of a picture: a loop that becomes vectors
+            for (int32_t x = 0; x < kBlockRow; x++)
+                row[x] = sample(x, y);
+            continue;
+        }
         for (int32_t x = 0; x < validWidth; x++)
             row[x] = sample(x, y);
         std::fill(row + validWidth, row + kBlockRow, row[validWidth - 1]);

@@ -19,7 +19,6 @@ template <class RowSource, class Visitor>
                                 int32_t validHeight) {
     const MCUSpec& mcu = state.mcuSpec;
     const int32_t columns = mcu.mcusAcross + (mcu.widthRemainder > 0 ? 1 : 0);
-    const int32_t wholeColumns = validHeight == mcu.mcuHeight ? mcu.mcusAcross : 0;
 
     PlanePointers top;
     Status status = rows.bring(mcuRow, validHeight, top);
@@ -27,12 +26,12 @@ template <class RowSource, class Visitor>
         status = visitor.beginRow();
     int32_t column = mcu.startColumn;
     while (status == ENC_STATUS_OK && column < columns) {
-        const bool whole = column < wholeColumns;
-        int32_t count = whole ? std::min(batch.size(), wholeColumns - column) : 1;
+        const bool wide = column < mcu.mcusAcross, whole = wide && validHeight == mcu.mcuHeight;
+        int32_t count = wide ? std::min(batch.size(), mcu.mcusAcross - column) : 1;
         status = visitor.room(count);
         if (status != ENC_STATUS_OK)
             break;
-        const int32_t validWidth = column < mcu.mcusAcross ? mcu.mcuWidth : mcu.widthRemainder;
+        const int32_t validWidth = wide ? mcu.mcuWidth : mcu.widthRemainder;
         batch.forEach(count, [&](int32_t m, int16_t* const areas[]) {
             const PlanePointers corner = input.corner(top, column + m);
             if (whole)
@@ -55,8 +54,8 @@ template <class RowSource, class Visitor>
 ///                            are to come at once, to how many there is room for
 ///     Status take(blocks, count, validWidth, validHeight)
 ///                            count MCUs' quantized coefficients: the first one's blocks, with those of the
-///                            others after them (blockOf); of a partial one, which comes alone, only
-///                            validWidth x validHeight pixels lie inside the picture
+///                            others after them (blockOf); of each, validWidth x validHeight pixels lie
+///                            inside the picture
 ///     Status endRow()
 template <class RowSource, class Visitor>
 [[nodiscard]] Status walkPicture(EncoderState_JPEG& state, RowSource rows, Visitor& visitor) {
