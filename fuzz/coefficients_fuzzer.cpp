@@ -38,7 +38,7 @@ struct Sides {
         : plain(blockCount, mcuCount, quality), other(blockCount, mcuCount, quality) {}
 
     void compare() {
-        require(std::ranges::equal(plain.samples(), other.samples()), "the blocks are alike");
+        require(fuzz::alike(plain.samples(), other.samples()), "the blocks are alike");
         require(std::equal(plain.predictors, plain.predictors + 3, other.predictors),
                 "the predictors are alike");
         require(plain.memory.intact() && other.memory.intact(), "nothing is written beside blocks");
@@ -121,11 +121,10 @@ void progressive(Input& input) {
         require(memory.intact(), "nothing is written beside the block");
     }
     for (int scan = 0; scan < 2; scan++) {
-        require(std::ranges::equal(plain[scan].records(), other[scan].records()),
-                "the records are alike");
-        require(std::ranges::equal(plain[scan].counts, other[scan].counts), "so are the counts");
+        require(fuzz::alike(plain[scan].records(), other[scan].records()), "the records are alike");
+        require(fuzz::alike(plain[scan].counts, other[scan].counts), "so are the counts");
         require(plain[scan].coder.eobRun == other[scan].coder.eobRun, "so are the runs");
-        require(std::ranges::equal(plain[scan].corrections(), other[scan].corrections()),
+        require(fuzz::alike(plain[scan].corrections(), other[scan].corrections()),
                 "so are the corrections that wait");
         require(plain[scan].memory.intact() && other[scan].memory.intact(),
                 "nothing is written beside the buffers");

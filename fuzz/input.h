@@ -1,10 +1,12 @@
 // What a fuzzer makes of its bytes, and what all of them need.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <limits>
 #include <span>
 #include <vector>
@@ -62,6 +64,11 @@ public:
 private:
     std::span<const uint8_t> rest_;
 };
+
+template <class A, class B>
+bool alike(const A& a, const B& b) {
+    return std::equal(std::begin(a), std::end(a), std::begin(b), std::end(b));
+}
 
 /// Fills memory with the bytes over and over; zeros where there are none.
 inline void fill(std::span<uint8_t> memory, std::span<const uint8_t> bytes) {

@@ -44,19 +44,21 @@ void fitted(Input& input) {
         room -= int64_t{work.BITS[length - 1]} << (16 - length);
     require(room > 0, "the code of ones alone is free");
     const int total = std::accumulate(work.BITS, work.BITS + 16, 0);
-    require(total == std::ranges::count_if(original, [](uint32_t n) { return n > 0; }),
+    require(total ==
+                std::count_if(original.begin(), original.end(), [](uint32_t n) { return n > 0; }),
             "there is a code for each symbol that occurs");
     EncodeHuffmanSpec spec;
     veliEncodeHuffmanSpecInit_JPEGENC_8u(work.BITS, work.HUFFVAL, &spec);
     requireCanonical(work, spec);
     // Not so where codes are brought to 16 bits, or counts are halved before.
-    if (*std::ranges::max_element(work.codesize) > 16 ||
+    if (*std::max_element(work.codesize, work.codesize + 257) > 16 ||
         std::accumulate(original.begin(), original.end(), uint64_t{0}) > 1'000'000'000)
         return;
     int before = 0; // length of the code of a symbol that is as frequent or more so
     std::vector<size_t> order(256);
     std::iota(order.begin(), order.end(), size_t{0});
-    std::ranges::stable_sort(order, [&](size_t a, size_t b) { return original[a] > original[b]; });
+    std::stable_sort(order.begin(), order.end(),
+                     [&](size_t a, size_t b) { return original[a] > original[b]; });
     for (const size_t symbol : order) {
         const auto length = static_cast<int>(spec.entry[symbol] >> 16);
         require((length > 0) == (original[symbol] > 0), "a code for what occurs, for nothing else");
@@ -146,7 +148,7 @@ void segments(Input& input) {
     require(all.size() >= static_cast<size_t>(before), "nothing is lost");
     const std::span<const uint8_t> own = std::span(all).subspan(static_cast<size_t>(before));
     if (status != ENC_STATUS_OK) // what was flushed in vain may be in both
-        require(kind == 2 || std::ranges::count(all, 0xFF) == 0,
+        require(kind == 2 || std::count(all.begin(), all.end(), 0xFF) == 0,
                 "of what does not fit there is nothing");
     else if (!own.empty())
         require(own[0] == 0xFF && (own.size() == 2 || own.size() == own[2] * 256u + own[3] + 2),

@@ -344,6 +344,9 @@ VELA_INLINE int32_t encodeGroup(const BlockSpec& blocks, const PreparedCodes& co
     uint8_t* const out = dst + bitPosition / 8;
     const int32_t held = bitPosition % 8;
     BitStream<typename Isa::V> stream{plain, held, Isa::set64(held == 0 ? 0 : *out >> (8 - held))};
+    // What is loaded after the last one is masked out, but not before it is looked at.
+    Isa::V::zero().store(recordsEnd);
+    Isa::V::zero().store(recordsEnd + Isa::records);
     for (const uint32_t* from = records.first(); from < recordsEnd; from += 2 * Isa::records)
         stream = putRecords<Isa>(stream, from, static_cast<int32_t>(recordsEnd - from), codes);
 
