@@ -456,7 +456,7 @@ for signal in INT TERM HUP QUIT USR1 VTALRM PROF IO PWR RTMIN RTMAX; do
     rm -f out/*
     printf 'P5 9 9 255\nabc' >&9
     # Through perl, because the shell has background commands ignore SIGINT.
-    perl -e '$SIG{INT} = $SIG{QUIT} = "DEFAULT"; exec @ARGV' "$tool" fifo -o out/x.jpg &
+    perl -e '$SIG{$_} = "DEFAULT" for qw(INT QUIT HUP); exec @ARGV' "$tool" fifo -o out/x.jpg &
     for ((i = 0; i < 100; i++)); do
         [[ -n $(ls -A out) ]] && break
         sleep 0.05

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include "encoder/frame_setup.h"
+#include "encoder/routine_choice.h"
 #include "support/host.h"
 
 namespace {
@@ -207,6 +209,30 @@ TEST(ParameterCheck, NullsAndCallbacks) {
         {"an empty buffer", ENC_STATUS_OUTPUT_FULL, [](Records& c) { c.stream.size = 0; }},
         {"a buffer of -1 byte", ENC_STATUS_OUTPUT_FULL, [](Records& c) { c.stream.size = -1; }},
     });
+}
+
+TEST(SetUpSteps, RefuseWhatTheyDoNotKnow) {
+    // Fault: a step that trusts the check before it; they stand alone as well.
+    EncoderParams_JPEG wrong = test::params(kFormats[0]);
+    Picture_JPEG picture{};
+    picture.colorFormat = 77;
+    vela::ImageSpec image{};
+    EXPECT_EQ(vela::velaInitImageSpec_JPEG(&image, &wrong, &picture), ENC_STATUS_NOTSUPPORTED);
+    vela::ComponentSpec components[vela::kMaxComponents];
+    vela::MCUSpec mcu;
+    vela::ProcSpec routines;
+    for (const auto& [format, subsampling] : {std::pair(77u, 0u), {JPEG_CF_BGR888, 2u}}) {
+        image.colorFormat = format;
+        image.subsampling = subsampling;
+        EXPECT_EQ(vela::velaInitCompSpec_JPEG(components, &image), ENC_STATUS_NOTSUPPORTED);
+        EXPECT_EQ(vela::velaInitMCUSpec_JPEG(&mcu, &image), ENC_STATUS_NOTSUPPORTED);
+        EXPECT_EQ(vela::velaInitProcSpec_JPEG(&routines, &image, &vela::kPlainRoutines),
+                  ENC_STATUS_NOTSUPPORTED);
+    }
+    image.colorFormat = JPEG_CF_NV12;
+    image.subsampling = ENC_SUBSAMPLE_444;
+    EXPECT_EQ(vela::velaInitProcSpec_JPEG(&routines, &image, &vela::kPlainRoutines),
+              ENC_STATUS_ERR);
 }
 
 } // namespace

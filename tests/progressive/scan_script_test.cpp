@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "progressive/scan_script.h"
 #include "state/encoder_state.h"
 #include "state/zigzag.h"
 #include "support/differences.h"
@@ -133,6 +134,28 @@ TEST(ScanBuffersOfAPicture, CorrectionBitsThatLookLikeAMarkerStay) {
                           EXPECT_TRUE(test::sameBlocks(block, decoded.components[0].blocks[0]));
                       });
     EncoderFree_JPEG(&state);
+}
+
+TEST(ScanScript, EndsAfterItsLastScan) {
+    // Fault: a scan that is read behind the script's rows.
+    for (const auto& [format, scans] :
+         {std::pair(test::kFormats[12], 4), {test::kFormats[11], 8}}) {
+        const test::TestPicture picture(format, 20, 20, test::Content::flat, 1);
+        const EncoderParams_JPEG p =
+            test::params(format, 50, 0, ENC_BUFFER_INTEGRATED, ENC_MODE_PROGRESSIVE);
+        test::Host host;
+        uint8_t output[2048];
+        Bitstream_JPEG stream{output, sizeof output, nullptr, 0};
+        const Picture_JPEG record = picture.record();
+        const CallbackTable_JPEG callbacks = host.callbacks();
+        EncoderState_JPEG* state = nullptr;
+        ASSERT_EQ(EncoderInitAlloc_JPEG(&p, &record, &stream, &callbacks, &state), 0);
+        int taken = 0;
+        while (taken < 20 && velaInitScanParam_P_JPEG(state) != ENC_STATUS_ERR)
+            taken++;
+        EXPECT_EQ(taken, scans);
+        EncoderFree_JPEG(&state);
+    }
 }
 
 } // namespace
