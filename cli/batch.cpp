@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -41,22 +42,23 @@ bool isOther(fs::file_status status) {
 struct Found {
     std::string input;
     fs::path below;
+    int error = 0; // errno, where it could not be looked at
 };
 
-/// Adds what is in a folder; false where it could not be read to its end. Not by std::filesystem, whose iterator
-/// ends the process where it has no memory (GCC 12).
-bool readFolder(const fs::path& folder, std::vector<fs::path>& entries) {
+/// Adds what is in a folder; errno where it could not be read to its end, or 0. Not by std::filesystem, whose
+/// iterator ends the process where it has no memory (GCC 12).
+int readFolder(const fs::path& folder, std::vector<fs::path>& entries) {
     struct Close {
         void operator()(DIR* one) const { closedir(one); }
     };
     const std::unique_ptr<DIR, Close> open(opendir(folder.c_str()));
     if (!open)
-        return false;
+        return errno;
     for (;;) {
         errno = 0;
         const dirent* const entry = readdir(open.get());
         if (entry == nullptr)
-            return errno == 0;
+            return errno;
         const std::string_view name = entry->d_name;
         if (name != "." && name != "..")
             entries.push_back(folder / name);
@@ -68,14 +70,14 @@ bool readFolder(const fs::path& folder, std::vector<fs::path>& entries) {
 void listFolder(const fs::path& folder, const fs::path& below, const Options& options,
                 std::vector<Found>& found) {
     std::vector<fs::path> entries;
-    if (!readFolder(folder, entries))
-        found.push_back({folder.string(), below.parent_path()});
+    if (const int error = readFolder(folder, entries); error != 0)
+        found.push_back({folder.string(), below.parent_path(), error});
     std::sort(entries.begin(), entries.end());
     for (const fs::path& entry : entries) {
-        std::error_code ignored;
-        const fs::file_type type = fs::symlink_status(entry, ignored).type();
+        std::error_code error, ignored;
+        const fs::file_type type = fs::symlink_status(entry, error).type();
         if (type == fs::file_type::none)
-            found.push_back({entry.string(), below});
+            found.push_back({entry.string(), below, error.value()});
         else if (type == fs::file_type::directory)
             listFolder(entry, below / entry.filename(), options, found);
         else if (isPictureName(entry, options) && !isOther(fs::status(entry, ignored)))
@@ -88,8 +90,8 @@ std::vector<Found> listInputs(const Options& options) {
     for (const std::string& input : options.inputs) {
         std::error_code error;
         const size_t before = found.size();
-        if (!options.recursive || !fs::is_directory(input, error))
-            found.push_back({input, {}});
+        if (!options.recursive || input == "-" || !fs::is_directory(input, error))
+            found.push_back({input, {}, error.value()});
         else
             listFolder(input, {}, options, found);
         if (found.size() == before)
@@ -100,6 +102,11 @@ std::vector<Found> listInputs(const Options& options) {
 
 } // namespace
 
+void Job::throwIfUnlisted() const {
+    if (error != 0)
+        throw Failure("cannot read " + input + ": " + std::strerror(error));
+}
+
 std::vector<Job> listJobs(const Options& options) {
     if (options.demo)
         return {{"", options.outDir.empty() ? options.output
@@ -108,7 +115,7 @@ std::vector<Job> listJobs(const Options& options) {
     std::map<std::string, std::string> owner; // of a target
     for (const Found& found : listInputs(options)) {
         if (options.outDir.empty()) {
-            jobs.push_back({found.input, options.output});
+            jobs.push_back({found.input, options.output, found.error});
             continue;
         }
         const fs::path name = found.input == "-" ? fs::path("stdin") : fs::path(found.input).stem();
@@ -117,7 +124,7 @@ std::vector<Job> listJobs(const Options& options) {
         if (const auto [other, isNew] = owner.emplace(target, found.input); !isNew)
             throw Failure("cannot write " + target + " of both " + other->second + " and " +
                           found.input);
-        jobs.push_back({found.input, target});
+        jobs.push_back({found.input, target, found.error});
     }
     return jobs;
 }
@@ -149,6 +156,7 @@ bool runJobs(const Options& options, const std::vector<Job>& jobs) {
             InputEncoder encoder(options, report);
             for (size_t i = next++; i < jobs.size(); i = next++) {
                 try {
+                    jobs[i].throwIfUnlisted();
                     encoder.encode(jobs[i].input, jobs[i].target);
                 } catch (const std::bad_alloc&) {
                     report.failed(jobs[i].input, "not enough memory for ", jobs[i].input);

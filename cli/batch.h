@@ -11,6 +11,9 @@ namespace cli {
 
 struct Job {
     std::string input, target;
+    int error = 0; // errno, where not even the listing could look at the input
+
+    void throwIfUnlisted() const; // Failure
 };
 
 /// The inputs with folders replaced by the pictures in them (only with options.recursive), in the order of

@@ -20,6 +20,7 @@ enum ExitCode { kDone = 0, kFailed = 1, kWrongUsage = 2 };
 bool encodeOne(const Options& options, const Job& job) {
     Report report(options, 1);
     try {
+        job.throwIfUnlisted();
         InputEncoder(options, report).encode(job.input, job.target);
     } catch (const Failure& failure) {
         report.failed(job.input, failure.what());
@@ -38,8 +39,10 @@ void encodeStream(const Options& options, const std::vector<Job>& jobs) {
     InputEncoder encoder(options, report);
     const std::string* const input = jobs.size() == 1 && !options.demo ? &jobs[0].input : nullptr;
     OutputFile stream(options.output, input);
-    for (const Job& job : jobs)
+    for (const Job& job : jobs) {
+        job.throwIfUnlisted();
         encoder.encode(job.input, stream);
+    }
     stream.commit(options.sync);
     report.finish();
 }

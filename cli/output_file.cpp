@@ -18,6 +18,15 @@
 namespace cli {
 namespace {
 
+/// What a call gives, made again where a signal ends it early.
+template <class Call>
+int uninterrupted(Call call) {
+    int result = call();
+    while (result < 0 && errno == EINTR)
+        result = call();
+    return result;
+}
+
 // Temporary files, where a signal handler can reach them. A slot is taken before its path is written and
 // live while the file is there.
 struct TemporarySlot {
@@ -152,7 +161,7 @@ OutputFile::OutputFile(const std::string& target, const std::string* input)
     if (target == "-") {
         descriptor_ = dup(STDOUT_FILENO);
     } else if (exists && !S_ISREG(info.st_mode)) {
-        descriptor_ = open(target.c_str(), O_WRONLY | O_CLOEXEC);
+        descriptor_ = uninterrupted([&] { return open(target.c_str(), O_WRONLY | O_CLOEXEC); });
     } else {
         std::string path = target;
         struct stat link {};
@@ -215,7 +224,7 @@ void OutputFile::openTemporary(const std::string& target, bool replaces, mode_t 
         freeSlot(slot_);
         slot_ = -1;
         temporary_.clear();
-        if (error != EEXIST)
+        if (error != EEXIST && error != EINTR)
             fail("create a temporary file beside", error);
     }
     if (!replaces)
@@ -256,7 +265,8 @@ void OutputFile::throwIfFailed() const {
 
 void OutputFile::commit(bool sync) {
     throwIfFailed();
-    if (sync && fsync(descriptor_) != 0 && errno != EINVAL && errno != EROFS) // pipes cannot
+    if (sync && uninterrupted([&] { return fsync(descriptor_); }) != 0 && errno != EINVAL &&
+        errno != EROFS) // pipes cannot
         fail("write", errno);
     const int descriptor = descriptor_;
     descriptor_ = -1;
@@ -273,9 +283,10 @@ void OutputFile::commit(bool sync) {
     removeTemporary();
     if (sync) {
         const std::string parent = folderOf(target_);
-        const int folder =
-            open(parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-        const bool good = folder >= 0 && fsync(folder) == 0;
+        const int folder = uninterrupted([&] {
+            return open(parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        });
+        const bool good = folder >= 0 && uninterrupted([&] { return fsync(folder); }) == 0;
         const int error = errno;
         if (folder >= 0)
             close(folder);

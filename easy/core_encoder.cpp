@@ -95,7 +95,7 @@ int32_t CoreEncoder::run(const EncoderParams_JPEG& params, const Picture_JPEG& p
 }
 
 int32_t CoreEncoder::flush(const uint8_t* bytes, int32_t count) noexcept {
-    if (failure_ == ENC_STATUS_OK && count > 0) {
+    if (count > 0) {
         try {
             failure_ = sink_->take(bytes, static_cast<size_t>(count));
         } catch (const std::bad_alloc&) {

@@ -38,7 +38,9 @@ int32_t FileSink::open(const char* path) {
         return fail("write");
     }
     if (exists && !S_ISREG(info.st_mode)) {
-        descriptor_ = ::open(path, O_WRONLY | O_CLOEXEC);
+        do // a pipe is opened when somebody reads it
+            descriptor_ = ::open(path, O_WRONLY | O_CLOEXEC);
+        while (descriptor_ < 0 && errno == EINTR);
         return descriptor_ >= 0 ? ENC_STATUS_OK : fail("write");
     }
     if (exists && access(path, W_OK) != 0)
@@ -66,7 +68,7 @@ bool FileSink::openBeside(bool replaces, uint32_t mode, uint32_t user, uint32_t 
         descriptor_ = ::open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
         if (descriptor_ < 0) { // what is there is somebody else's
             temporary_.clear();
-            if (errno != EEXIST)
+            if (errno != EEXIST && errno != EINTR)
                 return false;
         }
     }

@@ -87,7 +87,7 @@ Status velaEncodeScanData_ACFirst_JPEG(Bitstream_JPEG* out, const Bitstream_JPEG
             encodeSymbol(symbol, in, gatherer, *acTable);
         }
         output.settle(gatherer);
-        if (symbol != kRecordMarker && in.atMarker())
+        if (in.atMarker())
             symbol = in.next();
         if (symbol == kRecordMarker)
             output.copyMarker(in.next());

@@ -65,7 +65,7 @@ Status velaEncodeScanData_DCFirst_JPEG(Bitstream_JPEG* out, const Bitstream_JPEG
             }
         }
         output.settle(gatherer);
-        if (symbol != kRecordMarker && in.atMarker())
+        if (in.atMarker())
             symbol = in.next();
         if (symbol == kRecordMarker)
             output.copyMarker(in.next());

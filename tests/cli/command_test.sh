@@ -201,6 +201,8 @@ done
 pnmtopng -force -alpha=<(pgmmake 0.5 9 9) <(ppmmake red 9 9) >half.png
 encode <(ppmmake rgb:ff/7f/7f 9 9) -o reference.jpg
 check same half.png
+printf 'P7\nWIDTH 1\nHEIGHT 1\nDEPTH 2\nMAXVAL 255\nTUPLTYPE GRAYSCALE_ALPHA\nENDHDR\n\12\145' >dark.pam
+check test "$(encode dark.pam --background black -q 100 -o - | decode | tail -c 1 | od -An -tu1)" -eq 4 # 3.96
 
 # ---- sequences
 # Fault: pictures that are lost or run together, a single file that silently takes one of many.
@@ -295,6 +297,11 @@ check cmp <(encode part1.ppm --exif block.exif -o - | exiftool -b -Exif -) block
 check cmp <(decode meta.jpg) <(decode part1.jpg)
 encode demo.ppm --target-size 20k -o small.jpg
 check test "$(stat -c %s small.jpg)" -le 20000
+for size in 22 25 41; do # a k of 1024 bytes would leave room for a better quality
+    "$tool" --quiet demo.ppm --target-size "${size}k" -o small.jpg
+    check test "$(stat -c %s small.jpg)" -le $((1000 * size))
+done
+encode demo.ppm --target-size 20k -o small.jpg
 check cmp small.jpg <(encode demo.ppm -q "$("$tool" demo.ppm --target-size 20k --json -o out/s.jpg | sed 's/.*"quality":\([0-9]*\).*/\1/')" -o -)
 rm out/*
 
@@ -320,6 +327,7 @@ for how in small.ppm small.pgm small.pam small.png one.y4m "raw --raw yuv444p --
     check truncations $how --mjpeg
 done
 { head -c -16 small.png && printf 'XXXX' && tail -c 12 small.png; } >checksum.png
+{ head -c 33 small.png && printf '\160\0\0\0eXIfabcd'; } >chunk.png # 1.8 GB of Exif
 ln small.ppm hard && ln -s small.ppm link && ln -s nowhere dangling && : >empty
 printf '\211PNG\r\n\032\n\0\0\0\rIHDR\0\0\377\377\0\0\377\377\10\2\0\0\0' >huge.png
 perl -e 'print pack("N", unpack("%32C*", ""))' >>huge.png
@@ -337,6 +345,7 @@ done <<'END'
 1|it is a HEIF file|<(printf '\0\0\0\30ftypheicabcd')
 1|not PNG, PNM, PAM or Y4M; raw frames need --raw|<(echo hello)
 1|damaged, libpng|checksum.png
+1|too large|chunk.png
 1|damaged, a number is missing|<(echo P5 1 x 255 a)
 1|its maxval is 70000, not 1 to 65535|<(echo P5 1 1 70000 a)
 1|width and height must be 1 to 65535|<(echo P5 4294967297 1 255 a)

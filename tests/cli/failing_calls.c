@@ -106,10 +106,20 @@ ssize_t write(int file, const void* from, size_t count) {
     errno = call_error;
     return makes_short ? real(file, from, count < 1 ? count : 1) : -1;
 }
+/* What had been written is lost with it, as on a file system of another machine. */
+static void lose_data(int file) {
+    if (call_error != EINTR && (fcntl(file, F_GETFL) & O_ACCMODE) != O_RDONLY && ftruncate(file, 0) != 0)
+        return; /* a pipe */
+}
 int close(int file) { /* what fails has closed it all the same */
     REAL(int, "close", int);
+    const int failing = fails("close");
+    if (failing)
+        lose_data(file);
     const int result = real(file);
-    return fails("close") ? -1 : result;
+    if (failing)
+        errno = call_error;
+    return failing ? -1 : result;
 }
 int fstat(int file, struct stat* info) {
     REAL(int, "fstat", int, struct stat*);
@@ -141,7 +151,11 @@ int mkdir(const char* path, mode_t mode) {
 }
 int fsync(int file) {
     REAL(int, "fsync", int);
-    return fails("fsync") ? -1 : real(file);
+    if (!fails("fsync"))
+        return real(file);
+    lose_data(file);
+    errno = call_error;
+    return -1;
 }
 int dup(int file) {
     REAL(int, "dup", int);

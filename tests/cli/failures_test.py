@@ -31,7 +31,7 @@ FAULTS = {
     "read": [errno.EIO, errno.EINTR, "short", f"{errno.EIO}+", "short+"],
     "write": [errno.ENOSPC, errno.EIO, errno.EINTR, "short", f"{errno.ENOSPC}+"],
     "close": [errno.EIO, errno.EINTR, errno.ENOSPC],
-    "rename": [errno.EIO, errno.ENOSPC, errno.EINTR],
+    "rename": [errno.EIO, errno.ENOSPC],
     "fsync": [errno.EIO, errno.EINTR, errno.ENOSPC],
     "fstat": [errno.EIO],
     "stat": [errno.EIO, errno.ENOMEM],
@@ -154,6 +154,10 @@ def run(job, environment=None, ended_by=None, folder=None):
         try:
             code, out, err = job.outcome(job.start(folder, {**marks, **environment}))
             job.check(folder, code, out, err, ended_by)
+            call, _, fault = environment["VELA_FAIL"].split(":")
+            number = int(fault.rstrip("+")) if fault[0].isdigit() and call not in ("any", "malloc") else 0
+            assert number != errno.EINTR or code == 0, f"does not go on after an interruption: {err}"
+            assert not number or code == 0 or os.strerror(number) in err, f"not the reason: {err}"
         except AssertionError as error:
             raise AssertionError(f"{job.name}, {environment}: {error}") from None
         counted = folder / "counted"

@@ -18,7 +18,7 @@ dynamic() { "$readelf" -dW "$library" | sed -nE "s/.*\($1\).*\[(.*)\]/\1/p"; }
 wrong=0
 tmp=$(mktemp -d)
 trap 'rm -rf "$tmp"' EXIT
-"$nm" -D --defined-only "$library" | awk '{print $2 == "A" ? "node " $3 : $3}' | sort >"$tmp/exported"
+"$nm" -D --defined-only "$library" | awk '$2 == "A" { sub(/@@.*/, "", $3); $3 = "node " $3 } { print $3 }' | sort >"$tmp/exported"
 
 sed -nE '/global:/,/local:/s/^ *([A-Za-z0-9_]+);$/\1/p' "$map" |
     { sed "s/$/@@$node/" && echo "node $node"; } | same "$map" || wrong=1

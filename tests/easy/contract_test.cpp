@@ -3,12 +3,16 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <chrono>
 #include <climits>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -56,6 +60,7 @@ TEST(EasyContract, EveryRefusalNamesItsFieldAndValue) {
         {{"format", "-1"}, unknown, format(-1)},
         {{"width", "0"}, bad, [](VelaImage& i, VelaOptions&) { i.width = 0; }},
         {{"width", "65536"}, bad, [](VelaImage& i, VelaOptions&) { i.width = 65536; }},
+        {{"height", "0"}, bad, [](VelaImage& i, VelaOptions&) { i.height = 0; }},
         {{"height", "-7"}, bad, [](VelaImage& i, VelaOptions&) { i.height = -7; }},
         {{"height", "2147483647"}, bad, [](VelaImage& i, VelaOptions&) { i.height = INT_MAX; }},
         {{"plane[0]", "null"}, bad, [](VelaImage& i, VelaOptions&) { i.plane[0] = nullptr; }},
@@ -69,6 +74,12 @@ TEST(EasyContract, EveryRefusalNamesItsFieldAndValue) {
          bad,
          [](VelaImage& i, VelaOptions&) {
              i.readRows = [](void*, int32_t, int32_t, void* const*, const ptrdiff_t*) { return 0; };
+         }},
+        {{"plane[1]", "readRows"},
+         bad,
+         [](VelaImage& i, VelaOptions&) {
+             i.readRows = [](void*, int32_t, int32_t, void* const*, const ptrdiff_t*) { return 0; };
+             i.plane[0] = nullptr;
          }},
         {{"range", "2"},
          unknown,
@@ -102,6 +113,7 @@ TEST(EasyContract, EveryRefusalNamesItsFieldAndValue) {
          bad,
          [](VelaImage&, VelaOptions& o) { o.threads = 2000000000; }},
         {{"restartRows", "-2"}, bad, [](VelaImage&, VelaOptions& o) { o.restartRows = -2; }},
+        {{"restartRows", "16384"}, bad, [](VelaImage&, VelaOptions& o) { o.restartRows = 16384; }},
         {{"restartRows", "40000"}, bad, [](VelaImage&, VelaOptions& o) { o.restartRows = 40000; }},
         {{"restartMcus", "65536"}, bad, [](VelaImage&, VelaOptions& o) { o.restartMcus = 65536; }},
         {{"densityUnits", "3"}, bad, [](VelaImage&, VelaOptions& o) { o.densityUnits = 3; }},
@@ -245,17 +257,22 @@ TEST(EasyContract, MetadataInItsOrderAndThePictureUntouched) {
               std::string("Exif\0\0II*\0\10\0\0\0\6\0\x12\1\3\0\1\0\0\0\6\0\0\0", 28));
 }
 
+fs::path newFolder() {
+    std::string name = fs::temp_directory_path() / "velaXXXXXX";
+    EXPECT_NE(mkdtemp(name.data()), nullptr);
+    return name;
+}
+
+std::vector<char> read(const fs::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
 TEST(EasyContract, AFileAppearsWhenItIsWhole) {
     // Fault: a target that is lost or cut short when the encoding fails, a mode that is not kept, a temporary
     // file that stays, a link that is replaced.
-    std::string name = fs::temp_directory_path() / "velaXXXXXX";
-    ASSERT_NE(mkdtemp(name.data()), nullptr);
-    const fs::path folder = name;
+    const fs::path folder = newFolder();
     const auto path = folder / "out.jpg";
-    const auto read = [](const fs::path& file) {
-        std::ifstream in(file, std::ios::binary);
-        return std::vector<char>(std::istreambuf_iterator<char>(in), {});
-    };
     const auto count = [&] { return std::distance(fs::directory_iterator(folder), {}); };
     EasyPicture picture(VELA_FORMAT_RGB24, 300, 300);
     const VelaImage image = picture.image();
@@ -289,6 +306,61 @@ TEST(EasyContract, AFileAppearsWhenItIsWhole) {
     refused(folder, "directory");
     refused("/dev/full", "No space");
     EXPECT_EQ(count(), 2);
+
+    const auto readOnly =
+        [&] { // a name that may be taken by another file, of a file that may not be written
+            if (geteuid() == 0 && setresuid(65534, 65534, 65534) != 0)
+                std::exit(9);
+            std::exit(velaEncodeToFile(user.encoder, &image, &user.options, path.c_str()) & 0xFF);
+        };
+    chmod(folder.c_str(), 0777);
+    chmod(path.c_str(), 0444);
+    EXPECT_EXIT(readOnly(), testing::ExitedWithCode(VELA_STATUS_WRITE & 0xFF), "");
+    EXPECT_TRUE(read(path) == kept);
+    fs::remove_all(folder);
+}
+
+TEST(EasyContract, SignalsCutNoFileShort) {
+    // Fault: a write, or the opening of a pipe that nobody reads yet, that a signal ends.
+    const fs::path folder = newFolder();
+    const auto path = folder / "pipe.jpg";
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    EasyPicture picture(VELA_FORMAT_RGB24, 700, 700);
+    const VelaImage image = picture.image();
+    EncoderHolder user;
+    user.options.quality = 100;
+    const auto expected = user.encode(image);
+    ASSERT_GT(expected.size(), 5u << 16); // more than a pipe holds
+
+    struct sigaction counts {
+    }, before{};
+    static std::atomic<int> signals;
+    counts.sa_handler = [](int) { signals++; };
+    ASSERT_EQ(sigaction(SIGUSR1, &counts, &before), 0);
+    int32_t status = ENC_STATUS_ERR;
+    std::atomic<bool> done = false;
+    std::thread writer([&] {
+        status = velaEncodeToFile(user.encoder, &image, &user.options, path.c_str());
+        done = true;
+    });
+    const auto interrupt = [&] { // so often that the writer stands in its call again each time
+        for (int i = 0; i < 5 && !done; i++) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+            pthread_kill(writer.native_handle(), SIGUSR1);
+        }
+    };
+    interrupt();
+    std::vector<char> got, part(1 << 16);
+    std::ifstream in(path, std::ios::binary);
+    while (in.read(part.data(), std::ssize(part)), in.gcount() > 0) {
+        got.insert(got.end(), part.begin(), part.begin() + in.gcount());
+        interrupt();
+    }
+    writer.join();
+    sigaction(SIGUSR1, &before, nullptr);
+    EXPECT_EQ(status, ENC_STATUS_OK) << velaErrorText(user.encoder);
+    EXPECT_GT(signals, 5);
+    EXPECT_TRUE(sameBytes(std::vector<char>(expected.begin(), expected.end()), got));
     fs::remove_all(folder);
 }
 

@@ -100,6 +100,8 @@ TEST(ParameterCheck, PictureAlone) {
     expectAll({
         {"height 0", kBadArg, [](Records& r) { r.picture.height = 0; }},
         {"width -1", kBadArg, [](Records& r) { r.picture.width = -1; }},
+        {"width 0 before format", kBadArg,
+         [](Records& r) { r.setFormat(10, 3, 3), r.picture.width = 0; }},
         {"height 65535", kOk, [](Records& r) { r.picture.height = 65535; }},
         {"height 65536", kBadArg, [](Records& r) { r.picture.height = 65536; }},
         {"width 65536", kBadArg, [](Records& r) { r.picture.width = 65536; }},
@@ -177,6 +179,10 @@ TEST(ParameterCheck, SliceSource) {
         {"bottom-up, beyond 32 bits", kBadArg, sized(-(1 << 16), 65535)},
         {"bottom-up, just inside", kOk, sized(-(1 << 15), 65535)},
         {"the step of least value", kBadArg, sized(INT32_MIN, 1)},
+        {"planes beyond 32 bits apart, one band and a part", kBadArg,
+         [&](Records& r) { planar(8, 1 << 27, 1 << 27, 1 << 27)(r), r.picture.height = 9; }},
+        {"planes just inside", kOk,
+         [&](Records& r) { planar(8, 1 << 26, 1 << 26, 1 << 26)(r), r.picture.height = 9; }},
         {"planes beyond 32 bits apart", kBadArg,
          [&](Records& r) { planar(8, 1 << 15, 1 << 15, 1 << 15)(r), r.picture.height = 65535; }},
     });

@@ -87,4 +87,32 @@ TEST(ScanEncoders, NeverWritePastTheOutputWhateverTheStream) {
     }
 }
 
+TEST(ScanEncoders, WhatACutRecordLacksIsZero) {
+    // Fault: bits of the stack in the stream.
+    const auto encode = [](std::vector<uint8_t> records) {
+        std::vector<uint8_t> bytes(1000);
+        uint8_t* const start = records.data();
+        const auto count = static_cast<int32_t>(records.size());
+        const Bitstream_JPEG in{start, count, start + count, 0};
+        Bitstream_JPEG out{bytes.data(), static_cast<int32_t>(bytes.size()), bytes.data(), 0};
+        ScanState state;
+        EXPECT_EQ(velaEncodeScanData_ACFirst_JPEG(&out, &in, &ACLunmaTable, &state), ENC_STATUS_OK);
+        bytes.resize(static_cast<size_t>(out.cursor - out.start));
+        return bytes;
+    };
+    const auto useStack = [] {
+        volatile uint8_t used[4096];
+        for (volatile uint8_t& byte : used)
+            byte = 0xFF;
+    };
+    const std::vector<std::vector<uint8_t>> wholes = {{1, 1, 1, 0, 0x05, 0}, {1, 1, 0x1A, 0, 0}};
+    for (const auto& whole : wholes) { // the last record's value takes a byte, or two
+        std::vector<uint8_t> cut = whole;
+        for (cut.pop_back(); cut.back() == 0; cut.pop_back())
+            ;
+        useStack();
+        EXPECT_TRUE(test::sameBytes(encode(whole), encode(cut)));
+    }
+}
+
 } // namespace

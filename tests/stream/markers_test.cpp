@@ -35,15 +35,18 @@ TEST(Markers, SegmentsByteByByte) {
     EXPECT_EQ(bytesOf([](auto* s) { return velaWrite_RST_JPEG(9, s, takesNothing, 1); }),
               (Bytes{0xFF, 0xD1}));
     EXPECT_EQ(bytesOf([](auto* s) {
-                  return velaWrite_APP0_JFIF_JPEG(0, 72, 72, 0x0102, s, takesNothing, 1);
+                  return velaWrite_APP0_JFIF_JPEG(1, 72, 300, 0x0102, s, takesNothing, 1);
               }),
-              (Bytes{0xFF, 0xE0, 0, 16, 'J', 'F', 'I', 'F', 0, 1, 2, 0, 0, 72, 0, 72, 0, 0}));
+              (Bytes{0xFF, 0xE0, 0, 16, 'J', 'F', 'I', 'F', 0, 1, 2, 1, 0, 72, 1, 44, 0, 0}));
     EXPECT_EQ(bytesOf([](auto* s) { return velaWrite_DRI_JPEG(65535, s, takesNothing, 1); }),
               (Bytes{0xFF, 0xDD, 0, 4, 0xFF, 0xFF}));
 
     const auto* const text = reinterpret_cast<const uint8_t*>("ten letter");
     EXPECT_EQ(bytesOf([&](auto* s) { return velaWrite_COM_JPEG(text, 10, s, takesNothing, 1); }),
               (Bytes{0xFF, 0xFE, 0, 12, 't', 'e', 'n', ' ', 'l', 'e', 't', 't', 'e', 'r'}));
+    // Its text would fit where its head does not.
+    EXPECT_EQ(bytesOf([&](auto* s) { return velaWrite_COM_JPEG(text, 2, s, takesNothing, 1); }),
+              (Bytes{0xFF, 0xFE, 0, 4, 't', 'e'}));
     EXPECT_EQ(bytesOf([&](auto* s) { return velaWrite_COM_JPEG(text, 0, s, takesNothing, 1); }),
               Bytes{});
     EXPECT_EQ(bytesOf([&](auto* s) { return velaWrite_COM_JPEG(nullptr, 5, s, takesNothing, 1); }),

@@ -91,6 +91,8 @@ TEST(OutputStream, OverwritesWithoutAFlushContext) {
     EXPECT_EQ(calls, 0);
     EXPECT_EQ(s.bytes(), (Bytes{9, 8, 7}));
     EXPECT_EQ(czWriteStreamBytes_JPEGENC(bytes, 5, &s.stream, sink, 0), ENC_STATUS_OUTPUT_FULL);
+    EXPECT_EQ(czWriteStreamBytes_JPEGENC(bytes, -1, &s.stream, sink, 0), ENC_STATUS_OK);
+    EXPECT_EQ(s.bytes(), (Bytes{9, 8, 7}));
 }
 
 TEST(OutputStream, ReadsBack) {

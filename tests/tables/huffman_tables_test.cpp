@@ -10,6 +10,7 @@
 #include "stream/markers.h"
 #include "support/guarded.h"
 #include "tables/default_tables.h"
+#include "tables/huffman_tables.h"
 #include "vela/primitives.h"
 
 namespace {
@@ -58,6 +59,34 @@ TEST(DefaultTables, CodesAreThoseThatAnnexKPrints) {
     expectDecodable(DCChromaTable.data(), 12);
     expectDecodable(ACLunmaTable.entry, 256);
     expectDecodable(ACChromaTable.entry, 256);
+}
+
+TEST(HuffmanTables, AreInstalledAsAnnounced) {
+    // Fault: a table in another place than DHT says, an identifier that no place belongs to, custom counts dropped.
+    uint8_t bytes[600];
+    vela::HuffmanSpecWork own{};
+    own.BITS[1] = 2;
+    own.HUFFVAL[0] = 7;
+    own.HUFFVAL[1] = 3;
+    for (const int32_t id : {-1, 0, 1, 2, INT32_MAX}) {
+        for (const bool isAc : {false, true}) {
+            EncodeHuffmanSpec tables[4]{};
+            EncoderState_JPEG state{};
+            for (size_t i = 0; i < 4; i++)
+                state.huffSpecStore[i] = &tables[i];
+            Bitstream_JPEG stream{bytes, sizeof bytes, bytes, 0};
+            ASSERT_EQ(vela::velaBuildEncodeHuffTable_JPEG(id, isAc, &own, &stream, &state),
+                      ENC_STATUS_OK);
+            const size_t table = id > 0 ? 1 : 0;
+            EXPECT_EQ(bytes[4], (isAc ? 0x10 : 0) + table);
+            EXPECT_EQ(bytes[21], 7);
+            EXPECT_EQ(codeOf(tables[(isAc ? 2 : 0) + table].entry[3]), "01");
+            ASSERT_EQ(vela::velaBuildEncodeHuffTable_JPEG(id, isAc, nullptr, &stream, &state),
+                      ENC_STATUS_OK);
+            EXPECT_EQ(codeOf(tables[(isAc ? 2 : 0) + table].entry[0]),
+                      isAc ? (table == 0 ? "1010" : "00") : "00");
+        }
+    }
 }
 
 TEST(CodeConstruction, GivesDecodableTablesForAnyValidCounts) {

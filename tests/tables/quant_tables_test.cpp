@@ -8,6 +8,7 @@
 
 #include "support/host.h"
 #include "tables/default_tables.h"
+#include "tables/quant_tables.h"
 #include "vela/primitives.h"
 
 namespace {
@@ -35,6 +36,35 @@ TEST(QuantTables, AreScaledAndClamped) {
     EXPECT_EQ(firstRow(90), (std::vector<int>{3, 2, 2, 3, 5, 8, 10, 12}));
     EXPECT_EQ(firstRow(100), std::vector<int>(8, 1));
     EXPECT_EQ(firstRow(0), std::vector<int>(8, 255));
+}
+
+TEST(QuantTables, OfOnesOwn) {
+    // Fault: the same table for luminance and chrominance, reciprocals of another table than the announced one.
+    int16_t base[128];
+    for (int i = 0; i < 128; i++)
+        base[i] = static_cast<int16_t>(i + 1);
+    EncoderState_JPEG state{};
+    uint8_t quantizers[128], bytes[200];
+    uint16_t reciprocals[128], expected[64];
+    state.qualityFactor = 128; // as they are
+    state.precision = 8;
+    state.quantTables = quantizers;
+    state.dctQuantTables = reciprocals;
+    Bitstream_JPEG stream{bytes, sizeof bytes, bytes, 0};
+    ASSERT_EQ(vela::velaBuildEncodeQuantTables_JPEG(3, base, &stream, &state), ENC_STATUS_OK);
+    ASSERT_EQ(stream.cursor - bytes, 2 * 69);
+    for (const int table : {0, 1}) {
+        EXPECT_EQ(bytes[69 * table + 4], table);
+        EXPECT_EQ(bytes[69 * table + 5], base[64 * table]);
+        EXPECT_EQ(bytes[69 * table + 68], base[64 * table + 63]);
+        for (int i = 0; i < 64; i++)
+            EXPECT_EQ(quantizers[64 * table + i], base[64 * table + i]);
+        veliDCTQuantFwdTableInit_JPEGENC_8u16u(quantizers + 64 * table, expected);
+        EXPECT_EQ(std::memcmp(reciprocals + 64 * table, expected, sizeof expected), 0);
+    }
+    stream.cursor = bytes;
+    EXPECT_EQ(vela::velaBuildEncodeQuantTables_JPEG(1, base, &stream, &state), ENC_STATUS_OK);
+    EXPECT_EQ(stream.cursor - bytes, 69);
 }
 
 TEST(QuantTables, EveryConstant) {
