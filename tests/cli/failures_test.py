@@ -73,8 +73,10 @@ def ppm(width, height, seed):
 
 
 def y4m(width, height, frames):
-    data = f"YUV4MPEG2 W{width} H{height} C444\n".encode()
-    return data + b"".join(b"FRAME\n" + samples(width, height, seed) for seed in range(frames))
+    """The last frame begins where the command has read its first 64 KiB."""
+    header = f"YUV4MPEG2 W{width} H{height} C444 X".encode()
+    stream = [b"FRAME\n" + samples(width, height, seed) for seed in range(frames)]
+    return header.ljust(65536 - (frames - 1) * len(stream[0]) - 1, b"-") + b"\n" + b"".join(stream)
 
 
 class Job:
@@ -256,7 +258,7 @@ def jobs():
     (inputs / "tree" / "below").mkdir(parents=True)
     (inputs / "a.png").write_bytes(png(190, 150, 1))
     (inputs / "b.ppm").write_bytes(ppm(61, 40, 2))
-    (inputs / "c.y4m").write_bytes(y4m(32, 20, 3))
+    (inputs / "c.y4m").write_bytes(y4m(100, 72, 4))
     (inputs / "d.nv12").write_bytes(samples(64, 48, 4)[: 64 * 48 * 3 // 2])
     (inputs / "e.exif").write_bytes(b"II*\0\10\0\0\0\0\0\0\0\0\0")
     for n, name in enumerate(["tree/one.ppm", "tree/two.png", "tree/below/three.ppm", "tree/kept.ppm"]):
@@ -266,7 +268,7 @@ def jobs():
     yield Job("png", ["-q", "100", "-s", "444", "IN/a.png", "-o", "OUT/x.jpg"], ["x.jpg"], ["x.jpg"])
     yield Job("link", ["IN/b.ppm", "-o", "OUT/link.jpg", "--exif", "IN/e.exif"], ["x.jpg"], ["x.jpg"], link="link.jpg")
     yield Job("raw", [*nv12, "--sync", "-o", "OUT/raw.jpg"], ["raw.jpg"])
-    yield Job("sequence", ["IN/c.y4m", "-o", "OUT/f%d.jpg"], ["f1.jpg", "f2.jpg", "f3.jpg"], ["f2.jpg"])
+    yield Job("sequence", ["IN/c.y4m", "-o", "OUT/f%d.jpg"], [f"f{n}.jpg" for n in range(1, 5)], ["f2.jpg"])
     yield Job("mjpeg", ["--mjpeg", "--sync", "IN/c.y4m", "-o", "OUT/all.mjpeg"], ["all.mjpeg"], ["all.mjpeg"])
     yield Job("pipe", ["-p", "-", "-o", "-"], [], stdin="b.ppm")
     yield Job("threads", ["--threads", "3", "-q", "95", "--target-size", "30k", "IN/a.png", "-o", "OUT/t.jpg"], ["t.jpg"])

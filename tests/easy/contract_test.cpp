@@ -291,6 +291,18 @@ TEST(EasyContract, AFileAppearsWhenItIsWhole) {
     const auto kept = read(path);
     EXPECT_EQ(kept.size(), user.encode(image).size());
 
+    // Names of temporary files that are taken already, by links to what is not ours.
+    std::ofstream(folder / "others") << "theirs";
+    for (int n = 0; n < 2000; n++)
+        fs::create_symlink(folder / "others", path.string() + "." + std::to_string(getpid()) + "-" +
+                                                  std::to_string(n) + ".tmp");
+    ASSERT_EQ(velaEncodeToFile(user.encoder, &image, &user.options, path.c_str()), ENC_STATUS_OK);
+    EXPECT_EQ(read(folder / "others").size(), 6u);
+    for (const auto& entry : fs::directory_iterator(folder))
+        if (entry.path().extension() == ".tmp")
+            fs::remove(entry.path());
+    fs::remove(folder / "others");
+
     const VelaImage broken = picture.imageByRows(3);
     EXPECT_EQ(velaEncodeToFile(user.encoder, &broken, &user.options, path.c_str()),
               VELA_STATUS_READ);
