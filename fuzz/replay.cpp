@@ -2,6 +2,7 @@
 // where there is no libFuzzer. With the C library alone, which MemorySanitizer knows.
 //
 //     NAME_replay FILE.. FOLDER..
+#define _FILE_OFFSET_BITS 64 // folders of file systems of today, where long has 32 bits
 #include <dirent.h>
 
 #include <cstddef>
