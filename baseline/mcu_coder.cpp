@@ -105,11 +105,12 @@ Status codeMcus(Bitstream_JPEG* stream, const BlockSpec& blocks, const PreparedC
 }
 
 int32_t mcusInPlace(const Bitstream_JPEG& stream, const EncoderState_JPEG& state, int32_t most) {
-    const int64_t mcuBytes = state.blockSpec.blockCount * kMaxBlockBytes;
-    int64_t count = std::min<int64_t>(most, (streamRoom(stream) - kMcuReserve) / mcuBytes);
+    const int32_t mcuBytes = state.blockSpec.blockCount * kMaxBlockBytes;
+    const auto room = static_cast<int32_t>(streamRoom(stream)) - kMcuReserve;
+    int32_t count = room < most * mcuBytes ? room / mcuBytes : most;
     if (state.restartInterval > 0)
-        count = std::min<int64_t>(count, state.restartCounter.mcusToGo);
-    return static_cast<int32_t>(std::max<int64_t>(count, 1));
+        count = std::min(count, static_cast<int32_t>(state.restartCounter.mcusToGo));
+    return std::max<int32_t>(count, 1);
 }
 
 Status velaAdjustRestartIntervalFwd_JPEG(Bitstream_JPEG* stream, EncoderState_JPEG* state) {

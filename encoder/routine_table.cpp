@@ -7,11 +7,7 @@ extern const RoutineTable kRoutines; // encoder/routine_choice.cpp lists them
 constexpr RoutineTable kRoutines = {
     .name = kName,
     .requiredFeatures = kRequiredFeatures,
-#ifdef __SSE4_1__
     .batchBlocks = kMaxBatchBlocks,
-#else
-    .batchBlocks = 0,
-#endif
     .transformMcus = transformMcus,
 #ifdef __SSE4_1__
     .prepareCodes = prepareCodes,

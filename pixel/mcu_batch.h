@@ -29,19 +29,21 @@ public:
         return isSingle(count) ? state_.blockSpec : several_;
     }
 
-    /// Calls use(m, areas) for each of count MCUs, areas being its components' first blocks.
+    /// Calls use(areas) for each of count MCUs in their order, areas being its components' first blocks.
     template <class Use>
     void forEach(int32_t count, Use use) const {
         if (isSingle(count)) {
-            use(0, state_.bufSpec.compBlocks[0]);
+            use(state_.bufSpec.compBlocks[0]);
             return;
         }
-        const int32_t luma = several_.blockCount - several_.chromaBlocks;
+        const ptrdiff_t blocks = several_.blockCount;
+        const ptrdiff_t luma = blocks - several_.chromaBlocks;
+        int16_t* first = several_.blockSamples[0];
         for (int32_t m = 0; m < count; m++) {
-            int16_t* const first = blockOf(several_, m, 0);
             int16_t* const chroma = first + luma * kBlockSamples;
             int16_t* const areas[3] = {first, chroma, chroma + kBlockSamples};
-            use(m, areas);
+            use(areas);
+            first += blocks * kBlockSamples;
         }
     }
 

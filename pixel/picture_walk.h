@@ -32,13 +32,11 @@ template <class RowSource, class Visitor>
         if (status != ENC_STATUS_OK)
             break;
         const int32_t validWidth = wide ? mcu.mcuWidth : mcu.widthRemainder;
-        batch.forEach(count, [&](int32_t m, int16_t* const areas[]) {
-            const PlanePointers corner = input.corner(top, column + m);
-            if (whole)
-                input.convertWhole(corner, areas);
-            else
-                input.convertPartial(corner, validWidth, validHeight, areas);
-        });
+        const PlanePointers corner = input.corner(top, column);
+        if (whole)
+            input.convertWhole(corner, batch, count);
+        else
+            input.convertPartial(corner, validWidth, validHeight, batch, count);
         const BlockSpec& blocks = batch.blocks(count);
         state.routines->transformMcus(blocks, count);
         status = visitor.take(blocks, count, validWidth, validHeight);

@@ -80,9 +80,14 @@ struct InputRoutines {
     PlanesInput nv21 = {};
 };
 
-// Wide registers take more blocks at once than an MCU has.
-#ifdef __x86_64__
+// Wide registers take more blocks at once than an MCU has; where they do not, what a call costs is shared by small
+// MCUs.
+#if defined VELA_PLAIN // a build without kernels
+inline constexpr int32_t kMaxBatchBlocks = 0;
+#elif defined __x86_64__
 inline constexpr int32_t kMaxBatchBlocks = 24;
+#elif defined __ARM_NEON
+inline constexpr int32_t kMaxBatchBlocks = 12;
 #else
 inline constexpr int32_t kMaxBatchBlocks = 0;
 #endif

@@ -44,9 +44,9 @@ inline void exchange32(V128& a, V128& b) {
 
 inline void exchange64(V128& a, V128& b) {
 #ifdef __aarch64__
-    const int16x8_t low = vcombine_s16(vget_low_s16(a.raw), vget_low_s16(b.raw));
-    b = {vcombine_s16(vget_high_s16(a.raw), vget_high_s16(b.raw))};
-    a = {low};
+    const int64x2_t upper = vreinterpretq_s64_s16(a.raw), lower = vreinterpretq_s64_s16(b.raw);
+    a = {vreinterpretq_s16_s64(vzip1q_s64(upper, lower))};
+    b = {vreinterpretq_s16_s64(vzip2q_s64(upper, lower))};
 #else // one instruction, for which there is no intrinsic
     __asm__("vswp %f0, %e1" : "+w"(a.raw), "+w"(b.raw));
 #endif
@@ -117,14 +117,16 @@ inline void transformBlock(int16_t* block, const int16_t* quant, const Factors& 
     transform8(d, factors);
     transpose(d);
     transform8(d, factors);
-    store(block, quantize<0>(d[0], load(quant)));
-    store(block, quantize<1>(d[1], load(quant)));
-    store(block, quantize<2>(d[2], load(quant)));
-    store(block, quantize<3>(d[3], load(quant)));
-    store(block, quantize<4>(d[4], load(quant)));
-    store(block, quantize<5>(d[5], load(quant)));
-    store(block, quantize<6>(d[6], load(quant)));
-    store(block, quantize<7>(d[7], load(quant)));
+    d[0] = quantize<0>(d[0], load(quant));
+    d[1] = quantize<1>(d[1], load(quant));
+    d[2] = quantize<2>(d[2], load(quant));
+    d[3] = quantize<3>(d[3], load(quant));
+    d[4] = quantize<4>(d[4], load(quant));
+    d[5] = quantize<5>(d[5], load(quant));
+    d[6] = quantize<6>(d[6], load(quant));
+    d[7] = quantize<7>(d[7], load(quant));
+    for (const V128& row : d)
+        store(block, row);
 }
 
 inline void transformAll(const BlockSpec& blocks, int32_t mcuCount) {

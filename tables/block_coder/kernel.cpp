@@ -32,7 +32,7 @@ int32_t encodeMcus(const BlockSpec& blocks, [[maybe_unused]] const PreparedCodes
 #elif defined __SSE4_1__
     return encodeByRecords<FourRecords>(blocks, codes, mcuCount, dst, bitPosition);
 #else
-    return encodeByValues<encodeBlock>(blocks, mcuCount, dst, bitPosition);
+    return encodeByValues(blocks, mcuCount, dst, bitPosition);
 #endif
 }
 

@@ -41,20 +41,29 @@ constexpr int32_t kMaskWords = 64 / kWordBits;
 
 // ------------------------------------------------------------------------------- bytes of flags
 
-/// A byte for each coefficient of two rows of a block, all ones where it is 0. The rows' bytes lie
+inline int16x8_t nextRow(const int16_t*& rows) {
+    const int16x8_t row = vld1q_s16(rows);
+    rows += 8;
+#ifndef __aarch64__ // its loads step on by themselves, if GCC does not make constants of the steps
+    __asm__("" : "+r"(rows));
+#endif
+    return row;
+}
+
+/// A byte for each coefficient of the next two rows of a block, all ones where it is 0. The rows' bytes lie
 /// in turn: 00 10 01 11 02 12 03 13 04 14 05 15 06 16 07 17 (row and column digits, from byte 0
 /// on).
-inline uint8x16_t zeroBytes(const int16_t* twoRows) {
-    const uint16x8_t upper = vceqq_s16(vld1q_s16(twoRows), vdupq_n_s16(0));
-    const uint16x8_t lower = vceqq_s16(vld1q_s16(twoRows + 8), vdupq_n_s16(0));
+inline uint8x16_t zeroBytes(const int16_t*& rows) {
+    const uint16x8_t upper = vceqq_s16(nextRow(rows), vdupq_n_s16(0));
+    const uint16x8_t lower = vceqq_s16(nextRow(rows), vdupq_n_s16(0));
     return vreinterpretq_u8_u16(vsliq_n_u16(upper, lower, 8));
 }
 
 /// Likewise a byte with bit 0 as the coefficient has it, and bit 7 set where its magnitude is 2 or
 /// more.
-inline uint8x16_t magnitudeBytes(const int16_t* twoRows) {
-    const int16x8_t upper = vld1q_s16(twoRows);
-    const int16x8_t lower = vld1q_s16(twoRows + 8);
+inline uint8x16_t magnitudeBytes(const int16_t*& rows) {
+    const int16x8_t upper = nextRow(rows);
+    const int16x8_t lower = nextRow(rows);
     const auto bitOneOnTop = [](int16x8_t row) { // and bits above it, which saturate
         return vqshlq_n_u16(vreinterpretq_u16_s16(vabsq_s16(row)), 14);
     };
@@ -98,12 +107,19 @@ struct Slices {
     uint8x16_t of[4];
 };
 
-template <uint8x16_t bytesOf(const int16_t* twoRows)>
-Slices slicesOf(const int16_t* block) {
-    const uint8x16x4_t bytes = {
-        {bytesOf(block), bytesOf(block + 16), bytesOf(block + 32), bytesOf(block + 48)}};
-    return {{vqtbl4q_u8(bytes, sliceOrder(0)), vqtbl4q_u8(bytes, sliceOrder(1)),
-             vqtbl4q_u8(bytes, sliceOrder(2)), vqtbl4q_u8(bytes, sliceOrder(3))}};
+/// The table's registers are named, because GCC 12 copies all four for each vqtbl4q_u8.
+template <uint8x16_t bytesOf(const int16_t*& rows)>
+VELA_INLINE Slices slicesOf(const int16_t* rows) {
+    register uint8x16_t rows0 __asm__("v16") = bytesOf(rows);
+    register uint8x16_t rows2 __asm__("v17") = bytesOf(rows);
+    register uint8x16_t rows4 __asm__("v18") = bytesOf(rows);
+    register uint8x16_t rows6 __asm__("v19") = bytesOf(rows);
+    Slices slices;
+    for (int32_t s = 0; s < 4; s++)
+        __asm__("tbl %0.16b, {v16.16b - v19.16b}, %1.16b"
+                : "=w"(slices.of[s])
+                : "w"(sliceOrder(s)), "w"(rows0), "w"(rows2), "w"(rows4), "w"(rows6));
+    return slices;
 }
 
 inline uint8x8_t maskOfBit0(const Slices& slices) {
@@ -130,28 +146,21 @@ struct Slices {
     uint8x8_t of[8];
 };
 
-/// Four rows' bytes as a table.
-template <uint8x16_t bytesOf(const int16_t* twoRows)>
-uint8x8x4_t tableOf(const int16_t* fourRows) {
-    const uint8x16x2_t bytes = {{bytesOf(fourRows), bytesOf(fourRows + 16)}};
-    return __builtin_bit_cast(uint8x8x4_t, bytes);
-}
-
 /// Of positions in the lower table the upper one yields zeros; those in the upper one wrap for the
 /// lower one, and leave what is there.
-template <uint8x16_t bytesOf(const int16_t* twoRows)>
-Slices slicesOf(const int16_t* block) {
-    const uint8x8x4_t upper = tableOf<bytesOf>(block);
-    const uint8x8x4_t lower = tableOf<bytesOf>(block + 32);
-    const auto pick = [&](uint8x8_t at, uint8x8_t wrapped) {
-        return vtbx4_u8(vtbl4_u8(upper, at), lower, wrapped);
-    };
+template <uint8x16_t bytesOf(const int16_t*& rows)>
+VELA_INLINE Slices slicesOf(const int16_t* rows) {
+    register uint8x16_t rows0 __asm__("q0") = bytesOf(rows);
+    register uint8x16_t rows2 __asm__("q1") = bytesOf(rows);
+    register uint8x16_t rows4 __asm__("q2") = bytesOf(rows);
+    register uint8x16_t rows6 __asm__("q3") = bytesOf(rows);
     Slices slices;
-    for (int32_t s = 0; s < 4; s++) {
-        const uint8x16_t at = sliceOrder(s);
-        const uint8x16_t wrapped = vsubq_u8(at, vdupq_n_u8(32));
-        slices.of[s] = pick(vget_low_u8(at), vget_low_u8(wrapped));
-        slices.of[s + 4] = pick(vget_high_u8(at), vget_high_u8(wrapped));
+    for (int32_t s = 0; s < 8; s++) {
+        const uint8x8_t at = vld1_u8(kSlices.of + 16 * (s % 4) + 8 * (s / 4));
+        const uint8x8_t wrapped = vsub_u8(at, vdup_n_u8(32));
+        __asm__("vtbl.8 %P0, {d0 - d3}, %P1\n\tvtbx.8 %P0, {d4 - d7}, %P2"
+                : "=&w"(slices.of[s])
+                : "w"(at), "w"(wrapped), "w"(rows0), "w"(rows2), "w"(rows4), "w"(rows6));
     }
     return slices;
 }
