@@ -1,4 +1,4 @@
-// Encodes a PPM with Vela JPEG, BGR 8-8-8 to 4:2:0, so many times, and prints the stream's bytes.
+// Encodes a PPM with Vela JPEG, BGR 8-8-8 to 4:2:0 or grey, so many times, and prints the stream's bytes.
 // The difference between two runs under an instruction counter is the encoding alone.
 #include "bench/host_memory.h"
 #include "once.h"
@@ -19,13 +19,13 @@ void encode(const OnceJob& job) {
     static uint8_t buffer[65536];
     Bitstream_JPEG output{buffer, sizeof buffer, nullptr, 0};
     Picture_JPEG picture{};
-    picture.plane[0] = job.picture.bgr;
+    picture.plane[0] = job.picture.pixels;
     picture.width = job.picture.width;
     picture.height = job.picture.height;
-    picture.step[0] = 3 * job.picture.width;
+    picture.step[0] = job.grey ? job.picture.width : 3 * job.picture.width;
     picture.planeCount = 1;
-    picture.componentCount = 3;
-    picture.colorFormat = JPEG_CF_BGR888;
+    picture.componentCount = job.grey ? 1 : 3;
+    picture.colorFormat = job.grey ? JPEG_CF_GRAY8 : JPEG_CF_BGR888;
     EncoderParams_JPEG params{};
     params.quality = static_cast<uint32_t>(job.quality);
     params.mode = job.progressive ? ENC_MODE_PROGRESSIVE : ENC_MODE_BASELINE;
