@@ -1,7 +1,8 @@
 #!/bin/bash
 # Usage: pages.sh
-# Holds the pages against the tree: every relative link leads to a file, every path in backticks exists, and
-# every piece of C or C++ that a page shows stands so in an example.
+# Holds the pages against the tree: every relative link leads to a file, every path in backticks exists,
+# every piece of C or C++ that a page shows stands so in an example, every picture is made of its text, and every
+# test that SECURITY.md names is there.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 
@@ -32,8 +33,18 @@ for page in *.md docs/*.md examples/*/*.md python/*.md gstreamer/*.md; do
         exit $wrong;
     ' "$page" || wrong=1
 done
-for text in docs/*.dot; do
-    grep -q "$(sha256sum <"$text" | cut -c1-64)" "${text%.dot}.svg" ||
-        { echo "${text%.dot}.svg is not made of $text: scripts/draw_pages.sh" && wrong=1; }
+# Each test that a promise rests on is one: `Group.Name` of GoogleTest, `name` or `group.name` of CTest.
+known=$(
+    grep -rhoE '^TEST(_[FP])?\([A-Za-z]+, *[A-Za-z0-9]+' tests | sed -E 's/.*\(//; s/, */./'
+    grep -rhoE 'add_test\(NAME [a-z._]+' tests fuzz | sed 's/.* //'
+    sed -nE 's/^ *vela_add_fuzzer\(([a-z]+) .*/fuzz.\1/p' fuzz/CMakeLists.txt
+)
+while read -r name; do
+    grep -qxF "$name" <<<"$known" || { echo "SECURITY.md: there is no test $name" && wrong=1; }
+done < <(sed '1,/^## Promises/d' SECURITY.md | grep -oE '`[A-Za-z]+([._][A-Za-z0-9_.]+)?`' | tr -d '`' |
+    grep -E '\.|^(guard_pages|command|python)$' | grep -v '\.sh$')
+for text in docs/*.dot docs/speed.json; do
+    grep -q "$(sha256sum <"$text" | cut -c1-64)" "${text%.*}.svg" ||
+        { echo "${text%.*}.svg is not made of $text: scripts/draw_pages.sh" && wrong=1; }
 done
 exit $wrong
