@@ -45,28 +45,46 @@ void putValue(Gatherer& gatherer, const uint32_t* table, int32_t run, int32_t va
                  static_cast<int32_t>(entry >> 16) + size);
 }
 
+inline int32_t valueAt(const int16_t* block, const uint8_t* place) {
+    return *reinterpret_cast<const int16_t*>(reinterpret_cast<const unsigned char*>(block) +
+                                             *place);
+}
+
 /// Codes those of the coefficients from first on that have a bit in left, from its highest one on.
 /// next: the first coefficient that is not coded yet, there or before; returns the new one. first
-/// and next are places in kByteOffsets.
+/// and next are places in kByteOffsets. Each value is loaded while the one before it is coded, because cores that
+/// take instructions in their order would wait for it; after the last one it is that of some other place.
 inline const uint8_t* codeCoefficients(Gatherer& gatherer, const int16_t* block, Word left,
                                        const uint8_t* first, const uint8_t* next,
                                        const uint32_t* table) {
     if (left == 0)
         return next;
-    int32_t run = firstIndex(left);
-    left <<= run;
-    run += static_cast<int32_t>(first - next);
+    // By distances from the coefficient before, 1 beyond the zeros between, which the table is looked up by.
+    const auto* const byDistance =
+        reinterpret_cast<const uint32_t*>(reinterpret_cast<uintptr_t>(table) - 16 * sizeof *table);
+    const uint8_t* at = first + firstIndex(left);
+    left <<= firstIndex(left);
+    auto distance = static_cast<Word>(at - next) + 1;
+    int32_t value = valueAt(block, at);
+    for (; __builtin_expect(distance > 16, false); distance -= 16)
+        putCode(gatherer, table[0xF0]); // ZRL
     for (;;) {
-        next += run;
-        for (; __builtin_expect(run >= 16, false); run -= 16)
-            putCode(gatherer, table[0xF0]); // ZRL
-        const auto* const value = reinterpret_cast<const unsigned char*>(block) + *next++;
-        putValue<false>(gatherer, table, run, *reinterpret_cast<const int16_t*>(value));
-        left <<= 1;
-        if (left == 0)
-            return next;
-        run = firstIndex(left);
-        left <<= run;
+        const Word rest = left & ~bitOf(0);
+        const Word further = zerosBefore(rest);
+        at += further;
+        const int32_t following = valueAt(block, at);
+        putValue<false>(gatherer, byDistance, static_cast<int32_t>(distance), value);
+        distance = further;
+        value = following;
+        if (__builtin_expect(distance > 16, false)) {
+            if (rest == 0)
+                return at - kWordBits + 1;
+            left = rest << distance;
+            for (; distance > 16; distance -= 16)
+                putCode(gatherer, table[0xF0]);
+            continue;
+        }
+        left = rest << distance;
     }
 }
 

@@ -28,6 +28,17 @@ inline int32_t firstIndex(Word word) {
         return __builtin_clz(static_cast<uint32_t>(word));
 }
 
+/// The same, of a word that may be 0: kWordBits then.
+inline Word zerosBefore(Word word) {
+#ifdef __aarch64__ // the language has it as an int, which takes a move more
+    Word zeros;
+    __asm__("clz %0, %1" : "=r"(zeros) : "r"(word));
+    return zeros;
+#else
+    return static_cast<Word>(word == 0 ? kWordBits : firstIndex(word));
+#endif
+}
+
 inline Word bitOf(int32_t index) {
     return Word{1} << (kWordBits - 1) >> index;
 }
@@ -197,9 +208,12 @@ inline uint8x8_t zeroMask(const int16_t* block) {
     return maskOfBit0(slicesOf<zeroBytes>(block));
 }
 
-/// Offsets in bytes of the coefficients in a block of transposed order, by zigzag index.
-constexpr auto kByteOffsets = makeTable<uint8_t, 64>([](int32_t k) {
-    return static_cast<int32_t>(sizeof(int16_t)) * kTransposedZigzag[static_cast<size_t>(k)];
+/// Offsets in bytes of the coefficients in a block of transposed order, by zigzag index; then as many places more as a
+/// word of a mask has, and one, which may be looked at.
+constexpr auto kByteOffsets = makeTable<uint8_t, 64 + kWordBits + 1>([](int32_t k) {
+    return k < 64
+               ? static_cast<int32_t>(sizeof(int16_t)) * kTransposedZigzag[static_cast<size_t>(k)]
+               : 0;
 });
 
 /// The coefficients of a block of transposed order, by zigzag index from some index on.
