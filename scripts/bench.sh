@@ -3,7 +3,8 @@
 #                         [--gstreamer] [PICTURES] [-- OPTIONS]
 # Builds the benchmark, installing first what that needs and this machine lacks, and compares Vela
 # JPEG with TurboJPEG on PICTURES (PNG, PPM or PGM), or on a generated one where there are none.
-#   --arm      also counts the instructions that both execute per pixel on emulated ARMv7 and AArch64
+#   --arm      also counts the instructions that both execute per pixel on emulated ARMv7 and AArch64, and the cycles
+#              of the coder's loop
 #   --scaling  also measures time and memory from 0.3 to 256 megapixels
 #   --stages   also measures where the time goes, with every instruction set
 #   --small    also compares the middles of the pictures, 16 x 16 to 640 x 480
@@ -155,8 +156,17 @@ instruction_json() {
         END { print "\n]" }'
 }
 
+loop_cycles() {
+    echo
+    echo "Of a coefficient in the baseline coder's loop, by LLVM's models of processors:"
+    "$root/bench/loop_cycles.py" aarch64-linux-gnu-objdump aarch64-linux-gnu "$build/aarch64/libvelajpeg.a" \
+        cortex-a53 cortex-a55 cortex-a76
+    "$root/bench/loop_cycles.py" arm-linux-gnueabihf-objdump armv7-linux-gnueabihf "$build/armv7/libvelajpeg.a" \
+        cortex-a9
+}
+
 count_instructions() {
-    require_packages qemu-user g++-arm-linux-gnueabihf g++-aarch64-linux-gnu
+    require_packages qemu-user g++-arm-linux-gnueabihf g++-aarch64-linux-gnu llvm
     fetch_turbojpeg armhf "$build/turbojpeg-armhf"
     fetch_turbojpeg arm64 "$build/turbojpeg-arm64"
     cross_build armv7 arm-linux-gnueabihf armv7 "-march=armv7-a+neon -mfpu=neon" \
@@ -182,6 +192,7 @@ count_instructions() {
         count_picture aarch64 "${name// /_}" $((width * height)) "$ppm"
     done >"$results/instructions.rows"
     instruction_table <"$results/instructions.rows" | tee "$results/instructions.txt"
+    loop_cycles | tee "$results/cycles.txt"
     instruction_json <"$results/instructions.rows" >"$results/instructions.json"
 }
 
