@@ -39,6 +39,7 @@ known=$(
     grep -rhoE 'add_test\(NAME [a-z._]+' tests fuzz | sed 's/.* //'
     sed -nE 's/^ *vela_add_fuzzer\(([a-z]+) .*/fuzz.\1/p' fuzz/CMakeLists.txt
 )
+# shellcheck disable=SC2016
 while read -r name; do
     grep -qxF "$name" <<<"$known" || { echo "SECURITY.md: there is no test $name" && wrong=1; }
 done < <(sed '1,/^## Promises/d' SECURITY.md | grep -oE '`[A-Za-z]+([._][A-Za-z0-9_.]+)?`' | tr -d '`' |

@@ -1,4 +1,4 @@
-// How many faults the tests have injected: printed at a run's end, where scripts/reliability.sh finds it.
+// How many faults the tests have injected: printed at a run's end, where scripts/test_report.py finds it.
 #pragma once
 
 #include <cstdio>
