@@ -61,6 +61,10 @@ const Option* findLetter(char letter) {
     return nullptr;
 }
 
+UsageError missing(const Option& option) {
+    return UsageError(std::string("--") + option.name + ": " + option.argument + " is missing");
+}
+
 /// Throws for the first option that is unknown, which says more than whatever else is wrong. Whether word is
 /// an option whose argument is the next word.
 bool checkKnown(const std::string& word) {
@@ -72,6 +76,9 @@ bool checkKnown(const std::string& word) {
             throwUnknown("--" + name, nearestOption(name));
         if (option->argument == nullptr && equals != word.npos)
             throw UsageError("--" + name + " takes no value");
+        if (option->argument != nullptr &&
+            equals + 1 == word.size()) // the parser would take the next word
+            throw missing(*option);
         return option->argument != nullptr && equals == word.npos;
     }
     // Long names after one dash would be read as letters.
@@ -106,8 +113,7 @@ UsageError parseFailure(const CLI::ParseError& error) {
     const std::string text = error.what();
     for (const Option& option : optionTable())
         if (option.argument != nullptr && text.starts_with(std::string("--") + option.name + ":"))
-            return UsageError(std::string("--") + option.name + ": " + option.argument +
-                              " is missing");
+            return missing(option);
     return UsageError(text);
 }
 

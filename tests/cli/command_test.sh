@@ -417,6 +417,7 @@ done <<'END'
 2|--quiet and --verbose exclude each other|small.ppm --quiet -v
 2|--output: FILE is missing|small.ppm -o
 2|--size: WxH is missing|-o x.jpg --raw gray raw --size
+2|--size: WxH is missing|--size= -- --demo=x
 2|there is no option --frobnicate|small.ppm --frobnicate -o
 2|there is no option -Z|-Z small.ppm -o
 2|there is no option --qual; did you mean --quality?|small.ppm --qual 5
