@@ -24,3 +24,5 @@ mkdir -p build/coverage/report
 gcovr --root . --object-directory build/coverage --exclude '(tests|fuzz|bench|build|examples)/' \
     --exclude-throw-branches --html-details build/coverage/report/index.html --json-summary "build/coverage/$report.json" \
     --txt - --print-summary
+sed -i "1s/{/{\"date\": \"$(date -I)\", \"commit\": \"$(git rev-parse HEAD 2>/dev/null || echo unknown)\",/" \
+    "build/coverage/$report.json"

@@ -5,17 +5,21 @@
 # run for a few seconds as well; without vector kernels; and for ARMv7, AArch64, s390x (big-endian) and
 # 32-bit x86, under emulation where the machine cannot run them itself; last, examples/firmware is booted
 # on an emulated board. Warnings are errors in all builds.
-#   --long  every allocation of the command fails, not a sample of them; also without optimisation, two builds that have to be the same bytes, and an hour of the fuzzers
+#   --long  also without optimisation; under ThreadSanitizer and MemorySanitizer; with -O3 and optimised when linking;
+#           the fuzzers' inputs under Valgrind; every allocation of the command fails, not a sample of them; two builds
+#           that have to be the same bytes; and 100 million runs of the fuzzers, an hour or more
+# build/test_report.json tells what was passed where.
 set -euo pipefail
 source "$(dirname "$0")/common.sh"
 cd "$root"
 
-presets=(ci asan plain armv7 aarch64 s390x i686 firmware firmware-small) long_checks=()
+presets=(ci asan plain armv7 aarch64 s390x i686 firmware firmware-small) long_checks=() long_packages=()
 case $* in
     '') ;;
     --long)
-        presets+=(debug)
-        long_checks=(scripts/reproducible.sh 'scripts/fuzz.sh 60')
+        presets+=(debug tsan msan o3-lto)
+        long_checks=(inputs_under_valgrind scripts/reproducible.sh 'scripts/fuzz.sh 60')
+        long_packages=(valgrind)
         export VELA_TEST_LONG=1 # tests that take samples take everything
         ;;
     *) die "usage: scripts/test.sh [--long]" ;;
@@ -31,9 +35,18 @@ require_packages "${build_packages[@]}" clang clang-format libclang-rt-dev llvm 
     libgstreamer-plugins-base1.0-dev gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good \
     g++-arm-linux-gnueabihf g++-aarch64-linux-gnu g++-s390x-linux-gnu g++-i686-linux-gnu \
     qemu-user googletest \
-    gcc-arm-none-eabi libnewlib-arm-none-eabi libstdc++-arm-none-eabi-newlib qemu-system-arm
+    gcc-arm-none-eabi libnewlib-arm-none-eabi libstdc++-arm-none-eabi-newlib qemu-system-arm \
+    "${long_packages[@]}"
 
-passed=0 failed=0
+inputs_under_valgrind() {
+    local name
+    for name in build/ci/fuzz/*_replay; do
+        name=$(basename "$name" _replay)
+        VELA_GUARD_PAGES=1 valgrind -q --error-exitcode=1 "build/ci/fuzz/${name}_replay" "fuzz/corpora/$name" || return
+    done
+}
+
+passed=0 failed=0 checks=()
 for preset in "${presets[@]}"; do
     say "$preset: build"
     cmake --preset "$preset"
@@ -48,11 +61,13 @@ for preset in "${presets[@]}"; do
 done
 for check in "${long_checks[@]}"; do
     say "$check"
+    started=$SECONDS
     if $check; then
-        ((++passed))
+        ((++passed)) && checks+=("$check:1:$((SECONDS - started))")
     else
-        ((++failed))
+        ((++failed)) && checks+=("$check:0:$((SECONDS - started))")
     fi
 done
+scripts/test_report.py "scripts/test.sh${1:+ $1}" "${presets[@]}" "${checks[@]}"
 echo "$passed passed, $failed failed"
 ((failed == 0))
