@@ -1,5 +1,5 @@
 #!/bin/bash
-# Usage: scripts/test.sh [--long]
+# Usage: scripts/test.sh [--long | PRESET...]
 # Builds and runs every test, installing first what that needs and this machine lacks: optimised
 # with GCC, then with Clang under AddressSanitizer and UndefinedBehaviorSanitizer, where the fuzzers
 # run for a few seconds as well; without vector kernels; and for ARMv7, AArch64, s390x (big-endian) and
@@ -8,6 +8,7 @@
 #   --long  also without optimisation; under ThreadSanitizer and MemorySanitizer; with -O3 and optimised when linking;
 #           the fuzzers' inputs under Valgrind; every allocation of the command fails, not a sample of them; two builds
 #           that have to be the same bytes; and 100 million runs of the fuzzers, an hour or more
+#   PRESET  these builds alone
 # build/test_report.json tells what was passed where.
 set -euo pipefail
 source "$(dirname "$0")/common.sh"
@@ -17,12 +18,13 @@ presets=(ci asan plain armv7 aarch64 s390x i686 firmware firmware-small) long_ch
 case $* in
     '') ;;
     --long)
-        presets+=(debug tsan msan o3-lto)
+        presets+=(debug debug-clang tsan msan o3-lto)
         long_checks=(inputs_under_valgrind scripts/reproducible.sh 'scripts/fuzz.sh 60')
         long_packages=(valgrind)
         export VELA_TEST_LONG=1 # tests that take samples take everything
         ;;
-    *) die "usage: scripts/test.sh [--long]" ;;
+    -*) die "usage: scripts/test.sh [--long | PRESET...]" ;;
+    *) presets=("$@") ;;
 esac
 
 require_packages "${build_packages[@]}" clang clang-format libclang-rt-dev llvm \
@@ -68,6 +70,6 @@ for check in "${long_checks[@]}"; do
         ((++failed)) && checks+=("$check:0:$((SECONDS - started))")
     fi
 done
-scripts/test_report.py "scripts/test.sh${1:+ $1}" "${presets[@]}" "${checks[@]}"
+scripts/test_report.py "${presets[@]}" "${checks[@]}"
 echo "$passed passed, $failed failed"
 ((failed == 0))

@@ -1,7 +1,9 @@
 #!/usr/bin/python3
 """What a run of the tests has passed, as build/test_report.json.
 
-    scripts/test_report.py COMMAND PRESET.. CHECK:PASSED:SECONDS..     is called by scripts/test.sh
+    scripts/test_report.py PRESET.. CHECK:PASSED:SECONDS..     is called by scripts/test.sh
+
+Builds and checks of earlier runs stay in it; each has its own date and commit.
 """
 
 import datetime
@@ -61,18 +63,27 @@ def packages():
     return {name: version for name, version in versions.items() if version}
 
 
+def earlier():
+    try:
+        return json.loads((BUILD / "test_report.json").read_text())
+    except (OSError, ValueError):
+        return {}
+
+
 def main():
-    command, *what = sys.argv[1:]
-    checks = [one.rsplit(":", 2) for one in what if ":" in one]
-    report = {
-        "command": command,
-        "date": datetime.date.today().isoformat(),
-        "commit": output("git", "rev-parse", "HEAD") or "unknown",
-        "builds": [build_of(one) for one in what if ":" not in one],
-        "checks": [{"name": name, "passed": passed == "1", "seconds": int(seconds)} for name, passed, seconds in checks],
-        "faults": faults(),
-        "packages": packages(),
-    }
+    when = {"date": datetime.date.today().isoformat(), "commit": output("git", "rev-parse", "HEAD") or "unknown"}
+    report = {"builds": [], "checks": [], "faults": {}, "packages": {}, **earlier()}
+    builds = {build["name"]: build for build in report["builds"]}
+    checks = {check["name"]: check for check in report["checks"]}
+    for one in sys.argv[1:]:
+        if ":" in one:
+            name, passed, seconds = one.rsplit(":", 2)
+            checks[name] = {"name": name, "passed": passed == "1", "seconds": int(seconds), **when}
+        else:
+            builds[one] = {**build_of(one), **when}
+    report |= {"builds": list(builds.values()), "checks": list(checks.values()), "packages": packages()}
+    if "ci" in sys.argv:
+        report["faults"] = faults()
     (BUILD / "test_report.json").write_text(json.dumps(report, indent=1) + "\n")
 
 
