@@ -105,7 +105,9 @@ TEST_F(Easy, ThreadsGiveTheBytesOfOne) {
                 const auto expected = encode(picture.image(), false);
                 const uint8_t interval[] = {0xFF, 0xDD, 0, 4, 0, uint8_t(mcus)};
                 if (mcus > 0) {
-                    EXPECT_NE(std::ranges::search(expected, interval).begin(), expected.end());
+                    EXPECT_NE(std::search(expected.begin(), expected.end(), std::begin(interval),
+                                          std::end(interval)),
+                              expected.end());
                 }
                 options_.threads = int(seed % 8) + 1;
                 ASSERT_TRUE(sameBytes(expected, encode(picture.image(), false)));
