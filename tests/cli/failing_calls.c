@@ -108,7 +108,8 @@ ssize_t write(int file, const void* from, size_t count) {
 }
 /* What had been written is lost with it, as on a file system of another machine. */
 static void lose_data(int file) {
-    if (call_error != EINTR && (fcntl(file, F_GETFL) & O_ACCMODE) != O_RDONLY && ftruncate(file, 0) != 0)
+    if (call_error != EINTR && (fcntl(file, F_GETFL) & O_ACCMODE) != O_RDONLY &&
+        ftruncate(file, 0) != 0)
         return; /* a pipe */
 }
 int close(int file) { /* what fails has closed it all the same */
