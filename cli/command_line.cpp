@@ -76,9 +76,8 @@ bool checkKnown(const std::string& word) {
             throwUnknown("--" + name, nearestOption(name));
         if (option->argument == nullptr && equals != word.npos)
             throw UsageError("--" + name + " takes no value");
-        if (option->argument != nullptr &&
-            equals + 1 == word.size()) // the parser would take the next word
-            throw missing(*option);
+        if (option->argument != nullptr && equals + 1 == word.size())
+            throw missing(*option); // the parser would take the next word
         return option->argument != nullptr && equals == word.npos;
     }
     // Long names after one dash would be read as letters.

@@ -62,8 +62,8 @@ private:
 
     const EncoderState_JPEG& state_;
     const bool singlePlane_;
-    int32_t advance_
-        [3]; // of the planes' pointers from one MCU to the next, in bytes; 0 for an absent plane
+    /// Of the planes' pointers from one MCU to the next, in bytes; 0 for an absent plane.
+    int32_t advance_[3];
 };
 
 } // namespace vela

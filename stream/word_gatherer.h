@@ -3,7 +3,9 @@
 // kernels and others: each has it compiled for itself.
 #pragma once
 
+#include <bit>
 #include <cstdint>
+#include <cstring>
 
 #include "cpu/isa.h"
 
@@ -60,8 +62,13 @@ struct WordGatherer {
     }
 
     void storePlain(Word word) const {
-        for (int32_t i = 0; i < kBytes; i++) // one store of the reversed bytes
-            out[i] = static_cast<uint8_t>(word >> (kBits - 8 - 8 * i));
+        if constexpr (std::endian::native == std::endian::little) {
+            if constexpr (kBytes == 8)
+                word = __builtin_bswap64(word);
+            else
+                word = __builtin_bswap32(word);
+        }
+        std::memcpy(out, &word, kBytes);
     }
 
     [[gnu::noinline]] static uint8_t* storeStuffed(uint8_t* to, Word word) {
